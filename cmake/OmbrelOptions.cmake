@@ -1,0 +1,25 @@
+# What can be chosen at configure time, and the flags that come of it.
+
+option(OMBREL_BUILD_BACKEND "Build the OpenVINO backend and the host program" ON)
+option(OMBREL_BUILD_TESTS "Build the tests" OFF)
+option(OMBREL_BUILD_BENCH "Build the benchmarks (need OpenCV and Google Benchmark)" OFF)
+option(OMBREL_BUILD_FUZZ "Build the fuzz targets" OFF)
+option(OMBREL_WARNINGS_AS_ERRORS "Treat warnings as errors; off for who only builds the project" OFF)
+set(OMBREL_SANITIZE "" CACHE STRING "Sanitizers to build with, as in -fsanitize=")
+set(OMBREL_ENGINE_ROOT ${CMAKE_SOURCE_DIR}/.deps/python/openvino CACHE PATH
+    "Folder of the OpenVINO package")
+set(OMBREL_DEMO_DATA ${CMAKE_SOURCE_DIR}/out/demo CACHE PATH "Folder of the demo data, for tests")
+
+if(NOT CMAKE_BUILD_TYPE)
+  set(CMAKE_BUILD_TYPE Release)
+endif()
+
+# Linked PRIVATE by our own targets only, so that no user of the package inherits it.
+add_library(ombrel_flags INTERFACE)
+target_compile_options(ombrel_flags INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wold-style-cast -Wcast-qual
+  $<$<BOOL:${OMBREL_WARNINGS_AS_ERRORS}>:-Werror>)
+if(OMBREL_SANITIZE)
+  add_compile_options(-fsanitize=${OMBREL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${OMBREL_SANITIZE})
+endif()
