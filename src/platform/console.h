@@ -9,8 +9,9 @@
 #define OMBREL_PRINTF_FORMAT
 #endif
 
-/// Formatted printing to the standard streams. Narrow and wide messages share one stream in any order, and
-/// a stream that the host has made wide is printed to all the same. Texts are UTF-8. Safe on any thread.
+/// Formatted printing to the standard streams. Narrow and wide messages share one stream in any
+/// order, and a stream that the host has made wide is printed to all the same. Texts are UTF-8.
+/// Safe on any thread.
 namespace OMB::console {
 
 OMBREL_PRINTF_FORMAT void printOut(const char* format, ...);

@@ -5,8 +5,8 @@
 
 namespace OMB {
 
-/// Text of a platform error code in UTF-8, with the line end that the system gives it; -1 stands for the
-/// thread's last error, 0 and codes that the system does not know give an empty text.
+/// Text of a platform error code in UTF-8, with the line end that the system gives it; -1 stands
+/// for the thread's last error, 0 and codes that the system does not know give an empty text.
 std::string system_error_text(int code);
 
 /// Each gives an empty string for an empty input or when the platform converts nothing.

@@ -1,5 +1,6 @@
-// The platform calls that the framework is written against, as this layer supplies them elsewhere than on
-// Windows: the same names, arguments, status values and error codes, and no more of them than are used.
+// The platform calls that the framework is written against, as this layer supplies them elsewhere
+// than on Windows: the same names, arguments, status values and error codes, and no more of them
+// than are used.
 #pragma once
 
 #include <cstddef>
@@ -46,8 +47,8 @@ HANDLE GetProcessHeap();
 void* HeapAlloc(HANDLE heap, DWORD flags, std::size_t size);
 BOOL HeapFree(HANDLE heap, DWORD flags, void* block);
 
-// The loader. Names are wide, and only the kind of failure is told by the last error: 126 when a file is
-// not there, another code when it is there and cannot be loaded.
+// The loader. Names are wide, and only the kind of failure is told by the last error: 126 when a
+// file is not there, another code when it is there and cannot be loaded.
 HMODULE LoadLibraryW(const wchar_t* fileName);
 FARPROC GetProcAddress(HMODULE module, const char* name);
 BOOL FreeLibrary(HMODULE module);
@@ -60,10 +61,11 @@ DWORD GetLastError();
 void SetLastError(DWORD code);
 DWORD FormatMessageW(DWORD flags, const void* source, DWORD code, DWORD language, wchar_t* buffer,
                      DWORD size, void* arguments);
-int MultiByteToWideChar(UINT codePage, DWORD flags, const char* input, int inputSize, wchar_t* output,
-                        int outputSize);
-int WideCharToMultiByte(UINT codePage, DWORD flags, const wchar_t* input, int inputSize, char* output,
-                        int outputSize, const char* defaultCharacter, BOOL* usedDefault);
+int MultiByteToWideChar(UINT codePage, DWORD flags, const char* input, int inputSize,
+                        wchar_t* output, int outputSize);
+int WideCharToMultiByte(UINT codePage, DWORD flags, const wchar_t* input, int inputSize,
+                        char* output, int outputSize, const char* defaultCharacter,
+                        BOOL* usedDefault);
 
 // The process environment and memory.
 int _putenv(const char* entry);

@@ -1,0 +1,47 @@
+#include "ombrel/platform/file_utils.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "platform/input_file.h"
+
+namespace OMB::Utility {
+namespace {
+
+template <typename Character>
+std::int64_t sizeOf(const Character* fileName) {
+  std::ifstream file = openForReading(fileName, std::ios::ate);
+  return static_cast<std::int64_t>(file.tellg());  // -1 for a stream that did not open
+}
+
+template <typename Character>
+void readInto(const Character* fileName, void* buffer, std::uint64_t size) {
+  constexpr auto kMost = static_cast<std::uint64_t>(std::numeric_limits<std::streamsize>::max());
+  std::ifstream file = openForReading(fileName);
+  file.read(static_cast<char*>(buffer), static_cast<std::streamsize>(std::min(size, kMost)));
+}
+
+}  // namespace
+
+std::int64_t fileSize(const char* fileName) {
+  return sizeOf(fileName);
+}
+std::int64_t fileSize(const wchar_t* fileName) {
+  return sizeOf(fileName);
+}
+std::int64_t fileSize(std::string fileName) {
+  return fileSize(fileName.c_str());
+}
+std::int64_t fileSize(std::wstring fileName) {
+  return fileSize(fileName.c_str());
+}
+
+void readAllFile(const std::string& fileName, void* buffer, std::uint64_t size) {
+  readInto(fileName.c_str(), buffer, size);
+}
+
+void readAllFile(const std::wstring& fileName, void* buffer, std::uint64_t size) {
+  readInto(fileName.c_str(), buffer, size);
+}
+
+}  // namespace OMB::Utility

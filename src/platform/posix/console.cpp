@@ -1,0 +1,72 @@
+#include "platform/console.h"
+
+#include <cstdarg>
+#include <cwchar>
+#include <string>
+
+#include "platform/text.h"
+
+namespace OMB::console {
+namespace {
+
+// A C stream is narrow or wide from its first use on, and drops what comes in the other form.
+void write(std::FILE* stream, const std::string& text) {
+  flockfile(stream);
+  if (std::fwide(stream, 0) <= 0) {
+    std::fwrite(text.data(), 1, text.size(), stream);
+  } else {
+    for (const wchar_t character : to_wide(text)) {
+      if (std::fputwc(character, stream) == WEOF) std::fputwc(L'?', stream);  // not in this locale
+    }
+  }
+  funlockfile(stream);
+}
+
+std::string formatted(const char* format, std::va_list arguments) {
+  std::va_list again;
+  va_copy(again, arguments);
+  const int length = std::vsnprintf(nullptr, 0, format, again);
+  va_end(again);
+  if (length < 0) return {};
+  std::string text(static_cast<std::size_t>(length), '\0');
+  std::vsnprintf(text.data(), text.size() + 1, format, arguments);
+  return text;
+}
+
+// There is no call that tells the length of wide formatted text: try until it fits.
+std::wstring formatted(const wchar_t* format, std::va_list arguments) {
+  for (std::size_t capacity = 256; capacity <= 65536; capacity *= 4) {
+    std::wstring text(capacity, L'\0');
+    std::va_list again;
+    va_copy(again, arguments);
+    const int length = std::vswprintf(text.data(), text.size(), format, again);
+    va_end(again);
+    if (length >= 0) return text.substr(0, static_cast<std::size_t>(length));
+  }
+  return {};
+}
+
+}  // namespace
+
+void printOut(const char* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  write(stdout, formatted(format, arguments));
+  va_end(arguments);
+}
+
+void printError(const char* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  write(stderr, formatted(format, arguments));
+  va_end(arguments);
+}
+
+void printOut(const wchar_t* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  write(stdout, to_utf8(formatted(format, arguments)));
+  va_end(arguments);
+}
+
+}  // namespace OMB::console
