@@ -1,0 +1,22 @@
+# The OpenVINO runtime of the wheel, and its files beside the backend.
+find_package(OpenVINO REQUIRED CONFIG PATHS ${OMBREL_ENGINE_ROOT}/cmake NO_DEFAULT_PATH)
+
+# What the backend needs of it at run time: the runtime, its reader of networks, its CPU device and the
+# thread pool with what that loads to learn of the machine.
+set(OMBREL_ENGINE_FILES
+  libtbb.so.12
+  libtbbmalloc.so.2
+  libhwloc.so.15
+  libtbbbind_2_5.so.3
+  libopenvino.so.2641
+  libopenvino_ir_frontend.so.2641
+  libopenvino_intel_cpu_plugin.so)
+list(TRANSFORM OMBREL_ENGINE_FILES PREPEND ${OMBREL_ENGINE_ROOT}/libs/ OUTPUT_VARIABLE OMBREL_ENGINE_PATHS)
+foreach(path IN LISTS OMBREL_ENGINE_PATHS)
+  if(NOT EXISTS ${path})
+    message(FATAL_ERROR "The engine at ${OMBREL_ENGINE_ROOT} has no ${path}; run scripts/bootstrap")
+  endif()
+  get_filename_component(name ${path} NAME)
+  file(MAKE_DIRECTORY ${OMBREL_PLUGIN_OUTPUT_DIRECTORY})
+  file(CREATE_LINK ${path} ${OMBREL_PLUGIN_OUTPUT_DIRECTORY}/${name} SYMBOLIC)
+endforeach()

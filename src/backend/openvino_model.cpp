@@ -1,0 +1,142 @@
+#include "backend/openvino_model.h"
+
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <utility>
+
+#include "ombrel/platform/byte_vector.h"
+#include "ombrel/platform/crypto.h"
+#include "ombrel/platform/file_utils.h"
+
+#include "backend/first_entry.h"
+#include "backend/openvino_runner.h"
+#include "build_constants.h"
+#include "platform/console.h"
+#include "platform/system_calls.h"
+
+namespace OMB {
+namespace {
+
+namespace IE = InferenceEngine;
+
+// The text of a decrypted network, wiped when it goes.
+class NetworkText {
+ public:
+  explicit NetworkText(const ByteVector& bytes) : text_(bytes.begin(), bytes.end()) {}
+  NetworkText(const NetworkText&) = delete;
+  NetworkText& operator=(const NetworkText&) = delete;
+  ~NetworkText() { SecureZeroMemory(text_.data(), text_.size()); }
+
+  const std::string& get() const { return text_; }
+
+ private:
+  std::string text_;
+};
+
+// Neither the caller's bytes nor the mask are the key. A length that the mask cannot serve gives no
+// key at all, which AES refuses.
+ByteVector effectiveKey(const unsigned char* key, int keySize) {
+  if (keySize < 0 || static_cast<std::size_t>(keySize) > sizeof(keyMask)) return {};
+  ByteVector result(key, key + keySize);
+  for (std::size_t i = 0; i < result.size(); ++i) {
+    result[i] = static_cast<unsigned char>(result[i] ^ keyMask[i]);
+  }
+  return result;
+}
+
+ByteVector decrypted(ByteVector& cipher, std::int64_t size, ByteVector& key) {
+  unsigned char iv[sizeof(modelIv)];
+  std::memcpy(iv, modelIv, sizeof(modelIv));
+  return Crypto::decryptBuffer(cipher.data(), static_cast<int>(size), iv, sizeof(iv), key.data(),
+                               static_cast<int>(key.size()));
+}
+
+IE::Blob::Ptr weightsBlob(const ByteVector& weights) {
+  const auto blob = IE::make_shared_blob<unsigned char>(
+      IE::TensorDesc(IE::Precision::U8, {weights.size()}, IE::Layout::C));
+  blob->allocate();
+  if (!weights.empty()) {
+    std::memcpy(blob->wmap().as<unsigned char*>(), weights.data(), weights.size());
+  }
+  return blob;
+}
+
+}  // namespace
+
+OpenVINOModel::OpenVINOModel(ModelParams params) : config(params.config) {
+  // The engine's threads are to sleep between inferences, not spin.
+  _putenv("OMP_WAIT_POLICY=passive");
+  network = std::make_unique<OpenVINONetwork>();
+  network->loaded = LoadModel(params);
+}
+
+bool OpenVINOModel::LoadModel(const ModelParams& params) {
+  const std::string binName = std::string(params.path) + ".bin";
+  const std::string xmlName = std::string(params.path) + ".xml";
+  if (Utility::fileSize(xmlName) < 1 || Utility::fileSize(binName) < 1) return false;
+  try {
+    ReadNetwork(params, xmlName, binName);
+  } catch (const IE::InferenceEngineException& failure) {
+    console::printError("%s\n", failure.what());
+    return false;
+  }
+  PrepareInputAndOutput();
+  return network->loaded;
+}
+
+void OpenVINOModel::ReadNetwork(const ModelParams& params, const std::string& xmlName,
+                                const std::string& binName) {
+  const std::int64_t xmlSize = Utility::fileSize(xmlName);
+  const std::int64_t binSize = Utility::fileSize(binName);
+  ByteVector xmlData(static_cast<std::size_t>(xmlSize));
+  ByteVector binData(static_cast<std::size_t>(binSize));
+  Utility::readAllFile(xmlName, xmlData.data(), xmlData.size());
+  Utility::readAllFile(binName, binData.data(), binData.size());
+  if (params.key != nullptr) {
+    // What a failed decryption leaves is not looked at: the engine refuses it.
+    ByteVector key = effectiveKey(params.key, params.keySize);
+    xmlData = decrypted(xmlData, xmlSize, key);
+    binData = decrypted(binData, binSize, key);
+  }
+
+  const NetworkText xmlText(xmlData);
+  IE::Blob::Ptr blob = weightsBlob(binData);
+  IE::Core core(config.GetDataPath() + "plugins.xml");
+  IE::CNNNetwork read = core.ReadNetwork(xmlText.get(), blob);
+  blob.reset();
+  read.setBatchSize(1);
+  network->network = read;
+  network->loaded = true;
+}
+
+void OpenVINOModel::PrepareInputAndOutput() {
+  IE::InputInfo& input = *firstEntry(network->network.getInputsInfo()).second;
+  switch (input.getTensorDesc().getDims().size()) {
+    case 1:
+      input.setLayout(IE::Layout::NC);
+      break;
+    case 4:
+      input.setLayout(IE::Layout::NCHW);
+      break;
+    default:
+      break;  // stays as the network gave it
+  }
+  input.setPrecision(IE::Precision::FP32);
+  firstEntry(network->network.getOutputsInfo()).second->setPrecision(IE::Precision::FP32);
+}
+
+INNRunner* OpenVINOModel::CreateRunner() {
+  return new OpenVINORunner(network.get(), config);
+}
+
+int OpenVINOModel::GetOutputSize() {
+  std::uint32_t size = 1;
+  for (const std::size_t dimension :
+       firstEntry(network->network.getOutputsInfo()).second->getDims()) {
+    size *= static_cast<std::uint32_t>(dimension);
+  }
+  return static_cast<int>(size);
+}
+
+}  // namespace OMB

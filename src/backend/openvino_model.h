@@ -1,0 +1,34 @@
+// OpenVINOModel: a model pair, read, decrypted in memory and parsed by the engine.
+#pragma once
+
+#include <memory>
+
+#include "ombrel/model/entry_points.h"
+
+#include "backend/openvino_network.h"
+
+namespace OMB {
+
+/// The backend's model. After construction the network is only read.
+class OpenVINOModel final : public INNModel {
+ public:
+  /// Does the whole load. Nothing of a decrypted model ever reaches the disk.
+  explicit OpenVINOModel(ModelParams params);
+
+  INNRunner* CreateRunner() override;
+  bool IsLoaded() override { return network->loaded; }
+  int GetOutputSize() override;
+  EDataType GetDataType() override { return EDataType::FP32; }
+  ImageUtils::ELayoutType GetLayout() override { return ImageUtils::ELayoutType::CHW; }
+
+ private:
+  bool LoadModel(const ModelParams& params);
+  void ReadNetwork(const ModelParams& params, const std::string& xmlName,
+                   const std::string& binName);
+  void PrepareInputAndOutput();
+
+  std::unique_ptr<OpenVINONetwork> network;
+  Config config;
+};
+
+}  // namespace OMB

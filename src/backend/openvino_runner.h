@@ -1,0 +1,37 @@
+// OpenVINORunner: one executable copy of a network, with one request.
+#pragma once
+
+#include <string>
+
+#include "ombrel/model/config.h"
+#include "ombrel/model/nn_runner.h"
+
+#include "backend/openvino_network.h"
+
+namespace OMB {
+
+/// The backend's runner. Shares nothing with its model or its siblings once it is constructed.
+class OpenVINORunner final : public INNRunner {
+ public:
+  /// Borrows the network until it returns. Any failure leaves a runner that is not ready, silently.
+  OpenVINORunner(const OpenVINONetwork* network, Config config);
+  ~OpenVINORunner() override = default;
+
+  void* Run(NNData* data) override;
+  bool IsReady() override { return ready; }
+  void* GetInputBuffer() override;
+  virtual ImageUtils::ELayoutType GetInputLayout() { return ImageUtils::ELayoutType::CHW; }
+  virtual EDataType GetInputDataType() { return EDataType::FP32; }
+
+ private:
+  void Prepare(const InferenceEngine::CNNNetwork& network, const Config& config);
+  bool FitsInput(const NNData& data) const;
+
+  InferenceEngine::ExecutableNetwork executableNetwork;
+  InferenceEngine::InferRequest inferRequest;
+  bool ready = false;
+  std::string inputName;
+  std::string outputName;
+};
+
+}  // namespace OMB
