@@ -47,8 +47,11 @@ HANDLE GetProcessHeap();
 void* HeapAlloc(HANDLE heap, DWORD flags, std::size_t size);
 BOOL HeapFree(HANDLE heap, DWORD flags, void* block);
 
-// The loader. Names are wide, and only the kind of failure is told by the last error: 126 when a
-// file is not there, another code when it is there and cannot be loaded.
+// The loader. Names are wide, and the last error tells the kind of failure: 126 when no file is
+// there, another code when one is there and cannot be loaded. The text of that code is then the
+// loader's own.
+inline constexpr DWORD ERROR_MOD_NOT_FOUND = 126;
+inline constexpr wchar_t moduleSuffix[] = L".so";
 HMODULE LoadLibraryW(const wchar_t* fileName);
 FARPROC GetProcAddress(HMODULE module, const char* name);
 BOOL FreeLibrary(HMODULE module);
