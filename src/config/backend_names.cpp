@@ -1,0 +1,58 @@
+#include "ombrel/model/backend_names.h"
+
+#include <array>
+#include <cstddef>
+#include <cstring>
+#include <string_view>
+
+namespace OMB {
+namespace {
+
+// As the enumerators are declared; what follows a name belongs to its declaration.
+constexpr std::array<const char*, 5> declarations{"OV_CPU = 1", "TF_CPU", "TF_GPU", "AUTO",
+                                                  "UNDEFINED"};
+constexpr std::array<EBackend::Value, 5> values{
+    EBackend::OV_CPU, EBackend::TF_CPU, EBackend::TF_GPU, EBackend::AUTO, EBackend::UNDEFINED};
+constexpr const char* nameEnds = "= \t\n";
+
+// The declarations, each with a comma behind it. Trimmed in place.
+constinit char nameStore[] = "OV_CPU = 1,TF_CPU,TF_GPU,AUTO,UNDEFINED,";
+constinit std::array<const char*, 5> names{};
+constinit bool trimmed = false;
+
+[[maybe_unused]] const bool trimmedAtLoad = (EBackend::InitNames(), true);
+
+std::string_view nameIn(const char* declaration) {
+  return {declaration, std::strcspn(declaration, nameEnds)};
+}
+
+}  // namespace
+
+void EBackend::InitNames() noexcept {
+  if (trimmed) return;
+  char* entry = nameStore;
+  for (std::size_t i = 0; i < declarations.size(); ++i) {
+    names[i] = entry;
+    entry[nameIn(declarations[i]).size()] = '\0';
+    entry += std::strlen(declarations[i]) + 1;
+  }
+  trimmed = true;
+}
+
+std::optional<EBackend> EBackend::FindByName(const char* name) noexcept {
+  for (std::size_t i = 0; i < declarations.size(); ++i) {
+    if (nameIn(declarations[i]) == name) return values[i];
+  }
+  return std::nullopt;
+}
+
+const char* EBackend::GetName() const noexcept {
+  // For who asks while other units of the library are still being initialised.
+  InitNames();
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    if (values[i] == value_) return names[i];
+  }
+  return nullptr;
+}
+
+}  // namespace OMB
