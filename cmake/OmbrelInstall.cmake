@@ -1,0 +1,2 @@
+# What `cmake --install` gives.
+include(CMakePackageConfigHelpers)
