@@ -49,7 +49,7 @@ extern template OMBREL_API bool TransformImage<float, float>(const float*, float
 /// The caller owns the array and releases it with delete[]. `data` stays the caller's; it must not
 /// be null when the sizes are positive. No argument is tested: a count of 0 gives an empty array,
 /// two negative sizes an uninitialised one. Throws std::bad_alloc when the allocation fails or the
-/// count, multiplied in 32 bits, comes out negative.
+/// count is negative or does not fit a signed 32-bit integer.
 OMBREL_API float* TransformImage(const void* data, std::int32_t width, std::int32_t height,
                                  std::int32_t channels, EFormat format);
 

@@ -1,0 +1,390 @@
+#include "image/transform_kernels.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+
+#include "image/transform_plain.h"
+
+// Machines without SSE4 are too rare to build for; they take the plain form.
+#define HWY_DISABLED_TARGETS HWY_SSSE3
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "image/transform_kernels.cpp"
+#include <hwy/foreach_target.h>  // compiles this file once more for each instruction set
+#include <hwy/highway.h>
+
+HWY_BEFORE_NAMESPACE();
+namespace OMB::ImageUtils::HWY_NAMESPACE {
+
+using Byte = unsigned char;
+
+#if HWY_TARGET == HWY_SSE4 || HWY_TARGET == HWY_AVX2 || HWY_TARGET == HWY_AVX3
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+using Bytes = hn::ScalableTag<std::uint8_t>;
+using Floats = hn::ScalableTag<float>;
+using Ints = hn::ScalableTag<std::int32_t>;
+using QuarterBytes = hn::Rebind<std::uint8_t, Floats>;
+using ByteVec = hn::Vec<Bytes>;
+using FloatVec = hn::Vec<Floats>;
+using IntVec = hn::Vec<Ints>;
+
+constexpr std::size_t kFloats = hn::MaxLanes(Floats());
+constexpr std::size_t kBytes = hn::MaxLanes(Bytes());
+constexpr std::size_t kBlocks = kBytes / 16;  // shuffles of bytes stay within 16 bytes
+
+/// Which byte of a 16-byte block goes where; an entry of kNone gives 0.
+struct ByteTable {
+  alignas(16) std::uint8_t from[16];
+};
+constexpr std::uint8_t kNone = 0x80;
+
+/// Which 32-bit lane of a vector goes where.
+struct LaneTable {
+  alignas(64) std::int32_t from[kFloats];
+};
+
+HWY_INLINE ByteVec Shuffle(ByteVec v, const ByteTable& table) {
+  return hn::TableLookupBytesOr0(v, hn::LoadDup128(Bytes(), table.from));
+}
+
+HWY_INLINE ByteVec Permute(ByteVec v, const LaneTable& table) {
+  const auto indices = hn::SetTableIndices(Ints(), table.from);
+  return hn::BitCast(Bytes(), hn::TableLookupLanes(hn::BitCast(Ints(), v), indices));
+}
+
+/// Four pixels of kChannels bytes to a block: lanes 0 to kChannels - 1 of each block are filled.
+template <std::size_t kChannels>
+constexpr LaneTable SpreadBlocks() {
+  LaneTable table{};
+  for (std::size_t i = 0; i < kFloats; ++i) {
+    table.from[i] = static_cast<std::int32_t>(i / 4 * kChannels + i % 4 % kChannels);
+  }
+  return table;
+}
+
+/// The way back: what the blocks hold in lanes 0 to kChannels - 1 moves to the front.
+template <std::size_t kChannels>
+constexpr LaneTable GatherBlocks() {
+  LaneTable table{};
+  for (std::size_t i = 0; i < kBlocks * kChannels; ++i) {
+    table.from[i] = static_cast<std::int32_t>(i / kChannels * 4 + i % kChannels);
+  }
+  return table;
+}
+
+/// Lane j of block b to lane b of group j.
+constexpr LaneTable GroupLanes() {
+  LaneTable table{};
+  for (std::size_t i = 0; i < kFloats; ++i) {
+    table.from[i] = static_cast<std::int32_t>(i % kBlocks * 4 + i / kBlocks);
+  }
+  return table;
+}
+
+/// One channel of four interleaved pixels, widened to 32 bits.
+template <std::size_t kChannels, std::size_t kChannel>
+constexpr ByteTable WidenChannel() {
+  ByteTable table{};
+  for (std::size_t k = 0; k < 16; ++k) {
+    table.from[k] = k % 4 == 0 ? static_cast<std::uint8_t>(k / 4 * kChannels + kChannel) : kNone;
+  }
+  return table;
+}
+
+/// Drops the bytes beyond kChannels of four pixels that stand in 32 bits each.
+template <std::size_t kChannels>
+constexpr ByteTable NarrowPixels() {
+  ByteTable table{};
+  for (std::size_t k = 0; k < 16; ++k) {
+    const bool used = k < 4 * kChannels;
+    table.from[k] = used ? static_cast<std::uint8_t>(k / kChannels * 4 + k % kChannels) : kNone;
+  }
+  return table;
+}
+
+/// Byte j of lane i to byte i of lane j.
+constexpr ByteTable TransposeBytes() {
+  ByteTable table{};
+  for (std::size_t k = 0; k < 16; ++k) {
+    table.from[k] = static_cast<std::uint8_t>(k % 4 * 4 + k / 4);
+  }
+  return table;
+}
+
+HWY_INLINE FloatVec Scale(IntVec samples) {
+  return hn::Mul(hn::ConvertTo(Floats(), samples), hn::Set(Floats(), kByteToFloat));
+}
+
+/// Products truncated toward zero. NaN and what is out of range give the lowest integer, whose low
+/// 8 bits are 0 as they must be; hn::ConvertTo would saturate to the highest one, and they would
+/// not.
+HWY_INLINE IntVec Truncate(FloatVec samples) {
+  const FloatVec product = hn::Mul(samples, hn::Set(Floats(), kFloatToByte));
+#if HWY_TARGET == HWY_SSE4
+  return IntVec{_mm_cvttps_epi32(product.raw)};
+#elif HWY_TARGET == HWY_AVX2
+  return IntVec{_mm256_cvttps_epi32(product.raw)};
+#else
+  return IntVec{_mm512_cvttps_epi32(product.raw)};
+#endif
+}
+
+/// Low bytes of the lanes of a, b, c and d side by side.
+HWY_INLINE ByteVec JoinLowBytes(IntVec a, IntVec b, IntVec c, IntVec d) {
+  const IntVec low = hn::Set(Ints(), 0xFF);
+  const IntVec ab = hn::Or(hn::And(a, low), hn::ShiftLeft<8>(hn::And(b, low)));
+  const IntVec cd = hn::Or(hn::ShiftLeft<16>(hn::And(c, low)), hn::ShiftLeft<24>(d));
+  return hn::BitCast(Bytes(), hn::Or(ab, cd));
+}
+
+/// Four vectors of floats, in order, to one of bytes.
+HWY_INLINE ByteVec Narrow(FloatVec a, FloatVec b, FloatVec c, FloatVec d) {
+  static constexpr ByteTable kTranspose = TransposeBytes();
+  static constexpr LaneTable kGroup = GroupLanes();
+  return Permute(
+      Shuffle(JoinLowBytes(Truncate(a), Truncate(b), Truncate(c), Truncate(d)), kTranspose),
+      kGroup);
+}
+
+/// kBytes bytes of memory order from kBytes floats.
+HWY_INLINE ByteVec LoadNarrow(const float* src) {
+  const Floats d;
+  return Narrow(hn::LoadU(d, src), hn::LoadU(d, src + kFloats), hn::LoadU(d, src + 2 * kFloats),
+                hn::LoadU(d, src + 3 * kFloats));
+}
+
+HWY_INLINE FloatVec LoadWiden(const Byte* src) {
+  return Scale(hn::PromoteTo(Ints(), hn::LoadU(QuarterBytes(), src)));
+}
+
+template <std::size_t kChannels, typename V>
+struct Pixels {
+  V channel[kChannels];
+};
+
+template <std::size_t kChannels, typename Tag>
+HWY_INLINE Pixels<kChannels, hn::Vec<Tag>> LoadPixels(Tag d, const hn::TFromD<Tag>* src) {
+  Pixels<kChannels, hn::Vec<Tag>> v;
+  if constexpr (kChannels == 2) {
+    hn::LoadInterleaved2(d, src, v.channel[0], v.channel[1]);
+  } else if constexpr (kChannels == 3) {
+    hn::LoadInterleaved3(d, src, v.channel[0], v.channel[1], v.channel[2]);
+  } else {
+    hn::LoadInterleaved4(d, src, v.channel[0], v.channel[1], v.channel[2], v.channel[3]);
+  }
+  return v;
+}
+
+template <std::size_t kChannels, typename Tag>
+HWY_INLINE void StorePixels(const Pixels<kChannels, hn::Vec<Tag>>& v, Tag d, hn::TFromD<Tag>* dst) {
+  if constexpr (kChannels == 2) {
+    hn::StoreInterleaved2(v.channel[0], v.channel[1], d, dst);
+  } else if constexpr (kChannels == 3) {
+    hn::StoreInterleaved3(v.channel[0], v.channel[1], v.channel[2], d, dst);
+  } else {
+    hn::StoreInterleaved4(v.channel[0], v.channel[1], v.channel[2], v.channel[3], d, dst);
+  }
+}
+
+// Each Vector* function below converts as many whole vectors as fit and returns how many elements
+// or pixels that were.
+
+template <typename S, typename D>
+std::size_t VectorStraight(const S* src, D* dst, std::size_t count) {
+  std::size_t i = 0;
+  if constexpr (std::is_same_v<S, Byte>) {
+    for (; count - i >= kFloats; i += kFloats) {
+      hn::StoreU(LoadWiden(src + i), Floats(), dst + i);
+    }
+  } else {
+    for (; count - i >= kBytes; i += kBytes) hn::StoreU(LoadNarrow(src + i), Bytes(), dst + i);
+  }
+  return i;
+}
+
+template <std::size_t kChannels, std::size_t kChannel>
+HWY_INLINE void StoreChannels(ByteVec blocks, float* dst, std::size_t pixels) {
+  static constexpr ByteTable kWiden = WidenChannel<kChannels, kChannel>();
+  hn::StoreU(Scale(hn::BitCast(Ints(), Shuffle(blocks, kWiden))), Floats(), dst);
+  if constexpr (kChannel + 1 < kChannels) {
+    StoreChannels<kChannels, kChannel + 1>(blocks, dst + pixels, pixels);
+  }
+}
+
+/// Bytes to floats: a vector of bytes holds more than is used of it, and is read whole all the
+/// same.
+template <std::size_t kChannels>
+std::size_t VectorToPlanar(const Byte* src, float* dst, std::size_t pixels) {
+  static constexpr LaneTable kSpread = SpreadBlocks<kChannels>();
+  std::size_t p = 0;
+  for (; (pixels - p) * kChannels >= kBytes; p += kFloats) {
+    const ByteVec blocks = Permute(hn::LoadU(Bytes(), src + p * kChannels), kSpread);
+    StoreChannels<kChannels, 0>(blocks, dst + p, pixels);
+  }
+  return p;
+}
+
+template <std::size_t kChannels>
+std::size_t VectorToPlanar(const float* src, Byte* dst, std::size_t pixels) {
+  std::size_t p = 0;
+  for (; pixels - p >= kBytes; p += kBytes) {
+    Pixels<kChannels, FloatVec> quarter[4];
+    for (std::size_t i = 0; i < 4; ++i) {
+      quarter[i] = LoadPixels<kChannels>(Floats(), src + (p + i * kFloats) * kChannels);
+    }
+    for (std::size_t c = 0; c < kChannels; ++c) {
+      hn::StoreU(Narrow(quarter[0].channel[c], quarter[1].channel[c], quarter[2].channel[c],
+                        quarter[3].channel[c]),
+                 Bytes(), dst + c * pixels + p);
+    }
+  }
+  return p;
+}
+
+template <std::size_t kChannels, typename T>
+std::size_t VectorToPlanar(const T* src, T* dst, std::size_t pixels) {
+  const hn::ScalableTag<T> d;
+  constexpr std::size_t kStep = hn::MaxLanes(d);
+  std::size_t p = 0;
+  for (; pixels - p >= kStep; p += kStep) {
+    const auto v = LoadPixels<kChannels>(d, src + p * kChannels);
+    for (std::size_t c = 0; c < kChannels; ++c) {
+      hn::StoreU(v.channel[c], d, dst + c * pixels + p);
+    }
+  }
+  return p;
+}
+
+template <std::size_t kChannels>
+std::size_t VectorToInterleaved(const Byte* src, float* dst, std::size_t pixels) {
+  std::size_t p = 0;
+  for (; pixels - p >= kFloats; p += kFloats) {
+    Pixels<kChannels, FloatVec> v;
+    for (std::size_t c = 0; c < kChannels; ++c) v.channel[c] = LoadWiden(src + c * pixels + p);
+    StorePixels<kChannels>(v, Floats(), dst + p * kChannels);
+  }
+  return p;
+}
+
+/// Floats to bytes: a vector is stored whole; the next one overwrites what is beyond its pixels.
+template <std::size_t kChannels>
+std::size_t VectorToInterleaved(const float* src, Byte* dst, std::size_t pixels) {
+  static constexpr ByteTable kNarrow = NarrowPixels<kChannels>();
+  static constexpr LaneTable kGather = GatherBlocks<kChannels>();
+  std::size_t p = 0;
+  for (; (pixels - p) * kChannels >= kBytes; p += kFloats) {
+    IntVec v[4] = {hn::Zero(Ints()), hn::Zero(Ints()), hn::Zero(Ints()), hn::Zero(Ints())};
+    for (std::size_t c = 0; c < kChannels; ++c) {
+      v[c] = Truncate(hn::LoadU(Floats(), src + c * pixels + p));
+    }
+    const ByteVec joined = JoinLowBytes(v[0], v[1], v[2], v[3]);
+    hn::StoreU(Permute(Shuffle(joined, kNarrow), kGather), Bytes(), dst + p * kChannels);
+  }
+  return p;
+}
+
+template <std::size_t kChannels, typename T>
+std::size_t VectorToInterleaved(const T* src, T* dst, std::size_t pixels) {
+  const hn::ScalableTag<T> d;
+  constexpr std::size_t kStep = hn::MaxLanes(d);
+  std::size_t p = 0;
+  for (; pixels - p >= kStep; p += kStep) {
+    Pixels<kChannels, hn::Vec<hn::ScalableTag<T>>> v;
+    for (std::size_t c = 0; c < kChannels; ++c) v.channel[c] = hn::LoadU(d, src + c * pixels + p);
+    StorePixels<kChannels>(v, d, dst + p * kChannels);
+  }
+  return p;
+}
+
+#else  // no vectors here: nothing is converted, and the plain form takes it all
+
+template <typename S, typename D>
+std::size_t VectorStraight(const S*, D*, std::size_t) {
+  return 0;
+}
+
+template <std::size_t, typename S, typename D>
+std::size_t VectorToPlanar(const S*, D*, std::size_t) {
+  return 0;
+}
+
+template <std::size_t, typename S, typename D>
+std::size_t VectorToInterleaved(const S*, D*, std::size_t) {
+  return 0;
+}
+
+#endif
+
+template <typename S, typename D>
+void Straight(const S* src, D* dst, std::size_t count) {
+  std::size_t first = 0;
+  if constexpr (!std::is_same_v<S, D>) first = VectorStraight(src, dst, count);
+  PlainStraight(src, dst, first, count);
+}
+
+template <std::size_t kChannels, typename S, typename D>
+void ToPlanar(const S* src, D* dst, std::size_t pixels) {
+  const std::size_t first = VectorToPlanar<kChannels>(src, dst, pixels);
+  PlainToPlanar(src, dst, first, pixels, kChannels);
+}
+
+template <std::size_t kChannels, typename S, typename D>
+void ToInterleaved(const S* src, D* dst, std::size_t pixels) {
+  const std::size_t first = VectorToInterleaved<kChannels>(src, dst, pixels);
+  PlainToInterleaved(src, dst, first, pixels, kChannels);
+}
+
+template <typename S, typename D>
+constexpr Kernels<S, D> kKernels = {
+    Straight<S, D>,
+    {ToPlanar<2, S, D>, ToPlanar<3, S, D>, ToPlanar<4, S, D>},
+    {ToInterleaved<2, S, D>, ToInterleaved<3, S, D>, ToInterleaved<4, S, D>}};
+
+const Kernels<Byte, Byte>* ByteToByte() {
+  return &kKernels<Byte, Byte>;
+}
+const Kernels<Byte, float>* ByteToFloat() {
+  return &kKernels<Byte, float>;
+}
+const Kernels<float, Byte>* FloatToByte() {
+  return &kKernels<float, Byte>;
+}
+const Kernels<float, float>* FloatToFloat() {
+  return &kKernels<float, float>;
+}
+
+}  // namespace OMB::ImageUtils::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace OMB::ImageUtils {
+
+HWY_EXPORT(ByteToByte);
+HWY_EXPORT(ByteToFloat);
+HWY_EXPORT(FloatToByte);
+HWY_EXPORT(FloatToFloat);
+
+template <>
+const Kernels<unsigned char, unsigned char>& BestKernels() {
+  return *HWY_DYNAMIC_DISPATCH(ByteToByte)();
+}
+
+template <>
+const Kernels<unsigned char, float>& BestKernels() {
+  return *HWY_DYNAMIC_DISPATCH(ByteToFloat)();
+}
+
+template <>
+const Kernels<float, unsigned char>& BestKernels() {
+  return *HWY_DYNAMIC_DISPATCH(FloatToByte)();
+}
+
+template <>
+const Kernels<float, float>& BestKernels() {
+  return *HWY_DYNAMIC_DISPATCH(FloatToFloat)();
+}
+
+}  // namespace OMB::ImageUtils
+#endif
