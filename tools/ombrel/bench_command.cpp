@@ -1,0 +1,169 @@
+#include "bench_command.h"
+
+#include <chrono>
+#include <cstdio>
+#include <exception>
+#include <latch>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "files.h"
+#include "latencies.h"
+#include "terminal.h"
+
+namespace OMB::tool {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Seconds = std::chrono::duration<double>;
+
+struct Measurement {
+  Latencies latencies;
+  double seconds;
+
+  double throughput() const { return static_cast<double>(latencies.count()) / seconds; }
+};
+
+/// An image that nobody took; how fast a network runs does not depend on what it sees.
+Image makeImage(ImageSize size) {
+  Image image{size, std::vector<unsigned char>(sampleCount(size))};
+  unsigned int state = 1;
+  for (unsigned char& sample : image.samples) {
+    state = state * 1664525U + 1013904223U;
+    sample = static_cast<unsigned char>(state >> 24);
+  }
+  return image;
+}
+
+/// One runner and what it measured. Worked on by one thread.
+struct Worker {
+  explicit Worker(std::unique_ptr<INNRunner> ready) : runner(std::move(ready)) {}
+
+  void measure(const Image& image, const BenchOptions& options, std::size_t outputs) {
+    NNData input = makeInput(image, options.form, *runner);
+    const Clock::time_point end =
+        Clock::now() + std::chrono::duration_cast<Clock::duration>(Seconds(options.seconds));
+    Clock::time_point start = Clock::now();
+    do {
+      runOnce(*runner, input, outputs);
+      const Clock::time_point done = Clock::now();
+      milliseconds.push_back(std::chrono::duration<double, std::milli>(done - start).count());
+      start = done;
+    } while (start < end);
+  }
+
+  std::unique_ptr<INNRunner> runner;
+  std::vector<double> milliseconds;
+  std::exception_ptr failure;
+};
+
+std::vector<Worker> makeWorkers(const ModelSession& session, const BenchOptions& options) {
+  std::vector<Worker> workers;
+  for (int i = 0; i < options.runners; ++i) {
+    workers.emplace_back(session.createRunner());
+    requireFit(*workers.back().runner, options.size);
+  }
+  return workers;
+}
+
+void showProgress(double seconds) {
+  if (!errorIsTerminal()) return;
+  const Clock::time_point start = Clock::now();
+  for (double passed = 0; passed < seconds; passed = Seconds(Clock::now() - start).count()) {
+    std::fprintf(stderr, "\r[%s] %.1f of %.1f s ", drawBar(passed / seconds, 40).c_str(), passed,
+                 seconds);
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  }
+  std::fprintf(stderr, "\r%*s\r", 70, "");
+}
+
+Latencies collect(std::vector<Worker>& workers) {
+  std::vector<double> all;
+  for (const Worker& worker : workers) {
+    if (worker.failure) std::rethrow_exception(worker.failure);
+    all.insert(all.end(), worker.milliseconds.begin(), worker.milliseconds.end());
+  }
+  return Latencies(std::move(all));
+}
+
+Measurement measure(std::vector<Worker>& workers, const BenchOptions& options,
+                    std::size_t outputs) {
+  const Image image = makeImage(options.size);
+  std::latch allReady(static_cast<std::ptrdiff_t>(workers.size()) + 1);
+  std::vector<std::jthread> threads;
+  for (Worker& worker : workers) {
+    threads.emplace_back([&] {
+      allReady.arrive_and_wait();
+      try {
+        worker.measure(image, options, outputs);
+      } catch (...) {
+        worker.failure = std::current_exception();
+      }
+    });
+  }
+  allReady.arrive_and_wait();
+  const Clock::time_point start = Clock::now();
+  showProgress(options.seconds);
+  threads.clear();  // waits for them
+  const double seconds = Seconds(Clock::now() - start).count();
+  return {collect(workers), seconds};
+}
+
+void print(const Measurement& measured, const BenchOptions& options) {
+  const Latencies& latencies = measured.latencies;
+  std::printf("%s  %dx%d, %d runner%s\n", options.model.modelBase.c_str(), options.size.width,
+              options.size.height, options.runners, options.runners == 1 ? "" : "s");
+  std::printf("  %zu runs in %.2f s, %.1f a second\n", latencies.count(), measured.seconds,
+              measured.throughput());
+  std::printf("  one run, in ms: least %.3f, mean %.3f, greatest %.3f\n", latencies.least(),
+              latencies.mean(), latencies.greatest());
+  for (const double percent : {50.0, 90.0, 99.0, 99.9}) {
+    std::printf("  %5.1f %% of all runs within  %9.3f ms\n", percent,
+                latencies.percentile(percent));
+  }
+  std::fputs(latencies.histogram().c_str(), stdout);
+}
+
+std::string toJson(const Measurement& measured, const BenchOptions& options) {
+  const Latencies& latencies = measured.latencies;
+  const nlohmann::ordered_json object = {{"model", options.model.modelBase},
+                                         {"width", options.size.width},
+                                         {"height", options.size.height},
+                                         {"runners", options.runners},
+                                         {"seconds", measured.seconds},
+                                         {"runs", latencies.count()},
+                                         {"runs_per_second", measured.throughput()},
+                                         {"latency_ms",
+                                          {{"min", latencies.least()},
+                                           {"mean", latencies.mean()},
+                                           {"p50", latencies.percentile(50)},
+                                           {"p90", latencies.percentile(90)},
+                                           {"p99", latencies.percentile(99)},
+                                           {"p99.9", latencies.percentile(99.9)},
+                                           {"max", latencies.greatest()}}}};
+  return object.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace
+
+ExitCode benchCommand(const BenchOptions& options) {
+  // The output first: a file that cannot be written is told before anything is measured.
+  std::unique_ptr<PendingFile> json;
+  if (!options.jsonFile.empty()) json = std::make_unique<PendingFile>(options.jsonFile);
+
+  const ModelSession session(options.model);
+  std::vector<Worker> workers = makeWorkers(session, options);
+  const Measurement measured = measure(workers, options, session.outputSize());
+  print(measured, options);
+  if (json) {
+    json->write(toJson(measured, options));
+    json->commit();
+  }
+  return ExitCode::Success;
+}
+
+}  // namespace OMB::tool

@@ -1,0 +1,24 @@
+// ombrel bench: how fast a network runs here.
+#pragma once
+
+#include <filesystem>
+
+#include "exit_codes.h"
+#include "image_file.h"
+#include "model_session.h"
+#include "runner_input.h"
+
+namespace OMB::tool {
+
+struct BenchOptions {
+  ModelOptions model;
+  ImageSize size;
+  InputForm form = InputForm::U8Hwc;
+  int runners = 1;                 ///< each in a thread of its own
+  double seconds = 5;              ///< how long is measured
+  std::filesystem::path jsonFile;  ///< empty: none
+};
+
+ExitCode benchCommand(const BenchOptions& options);
+
+}  // namespace OMB::tool

@@ -1,0 +1,138 @@
+#include "digest_command.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
+#include <limits>
+
+#include "ombrel/platform/crypto.h"
+#include "ombrel/platform/file_utils.h"
+
+#include "files.h"
+#include "hex.h"
+#include "plugin_setup.h"
+#include "tool_error.h"
+
+namespace OMB::tool {
+namespace {
+
+// What a digest can be computed of in one piece.
+constexpr std::int64_t mostBytes = std::numeric_limits<std::int32_t>::max();
+
+[[noreturn]] void fail(const std::filesystem::path& file, const std::string& what) {
+  throw ToolError(ExitCode::File, file.string() + " " + what);
+}
+
+ByteRange wholeFile(const std::filesystem::path& file, std::int64_t size) {
+  if (size > mostBytes) fail(file, "has 2 GiB or more; choose a part of it with --range");
+  return {0, static_cast<std::uint32_t>(size)};
+}
+
+void requireInside(const std::filesystem::path& file, std::int64_t size, ByteRange range) {
+  if (range.length > mostBytes) fail(file, "cannot be hashed over a range of 2 GiB or more");
+  if (std::int64_t{range.offset} + range.length > size) {
+    fail(file, "has only " + std::to_string(size) + " bytes, the range goes beyond them");
+  }
+}
+
+std::string fileName(const std::filesystem::path& library) {
+  return library.filename().string();
+}
+
+Manifest newManifest(const DigestOptions& options) {
+  return {fileName(options.libraries.front()), ".", "Initialize", "Create", ".xml", {}};
+}
+
+void replace(std::string& field, const std::optional<std::string>& value) {
+  if (value) field = *value;
+}
+
+void replaceFields(Manifest& manifest, const DigestOptions& options) {
+  replace(manifest.name, options.name);
+  replace(manifest.folder, options.folder);
+  replace(manifest.initialize, options.initialize);
+  replace(manifest.create, options.create);
+  replace(manifest.modelSuffix, options.modelSuffix);
+}
+
+/// Adds the digest to the alternatives of the library's entry, which is made if there is none.
+void addDigest(Manifest& manifest, const std::string& name, const ManifestDigest& digest) {
+  auto& dependencies = manifest.dependencies;
+  auto entry = std::find_if(dependencies.begin(), dependencies.end(),
+                            [&](const ManifestDependency& known) { return known.name == name; });
+  if (entry == dependencies.end()) entry = dependencies.insert(entry, {name, {}});
+  if (std::find(entry->hashes.begin(), entry->hashes.end(), digest) == entry->hashes.end()) {
+    entry->hashes.push_back(digest);
+  }
+}
+
+void printDigests(const DigestOptions& options) {
+  for (const std::filesystem::path& library : options.libraries) {
+    const ManifestDigest digest = digestFile(library, options.range);
+    std::printf("%s  %u:%u  %s\n", encodeHex(digest.sha256).c_str(), digest.offset, digest.length,
+                library.c_str());
+  }
+}
+
+/// What is written is read back first, so that no field can be given that `run` would refuse.
+std::string checkedText(const Manifest& manifest) {
+  try {
+    std::string text = formatManifest(manifest);
+    parseManifest(text);
+    return text;
+  } catch (const ManifestError& error) {
+    throw ToolError(ExitCode::Manifest, error.what());
+  }
+}
+
+void writeManifest(const DigestOptions& options) {
+  Manifest manifest = std::filesystem::exists(options.manifest) ? loadManifest(options.manifest)
+                                                                : newManifest(options);
+  replaceFields(manifest, options);
+  for (const std::filesystem::path& library : options.libraries) {
+    addDigest(manifest, fileName(library), digestFile(library, options.range));
+  }
+  PendingFile file(options.manifest);
+  file.write(checkedText(manifest));
+  file.commit();
+  std::printf("%s: %zu libraries\n", options.manifest.c_str(), manifest.dependencies.size());
+}
+
+}  // namespace
+
+bool parseRange(std::string_view text, ByteRange& range) {
+  const char* const end = text.data() + text.size();
+  const auto offset = std::from_chars(text.data(), end, range.offset);
+  if (offset.ec != std::errc() || offset.ptr == end || *offset.ptr != ':') return false;
+  const auto length = std::from_chars(offset.ptr + 1, end, range.length);
+  return length.ec == std::errc() && length.ptr == end;
+}
+
+ManifestDigest digestFile(const std::filesystem::path& file,
+                          const std::optional<ByteRange>& range) {
+  const std::int64_t size = Utility::fileSize(file.string());
+  if (size < 0) fail(file, "cannot be opened");
+  if (size == 0) fail(file, "is empty, and an empty library is never accepted");
+  const ByteRange part = range ? *range : wholeFile(file, size);
+  requireInside(file, size, part);
+
+  ByteVector bytes(std::size_t{part.offset} + part.length);
+  Utility::readAllFile(file.string(), bytes.data(), bytes.size());
+  const ByteVector hash =
+      Crypto::hashBuffer(bytes.data() + part.offset, static_cast<int>(part.length));
+  ManifestDigest digest{{}, part.offset, part.length};
+  if (hash.size() != digest.sha256.size()) fail(file, "cannot be hashed");
+  std::copy(hash.begin(), hash.end(), digest.sha256.begin());
+  return digest;
+}
+
+ExitCode digestCommand(const DigestOptions& options) {
+  if (options.manifest.empty()) {
+    printDigests(options);
+  } else {
+    writeManifest(options);
+  }
+  return ExitCode::Success;
+}
+
+}  // namespace OMB::tool

@@ -1,0 +1,42 @@
+// How the program ends.
+#pragma once
+
+namespace OMB::tool {
+
+enum class ExitCode : int {
+  Success = 0,
+  Failure = 1,
+  Usage = 2,
+  BadKey = 3,
+  File = 4,
+  Image = 5,
+  Manifest = 6,
+  Plugin = 7,
+  Model = 8,
+  Runner = 9,
+  Run = 10,
+  Check = 11,
+};
+
+struct ExitMeaning {
+  ExitCode code;
+  const char* meaning;
+};
+
+/// What a user is told about the codes, in their order.
+inline constexpr ExitMeaning exitMeanings[] = {
+    {ExitCode::Success, "all went well"},
+    {ExitCode::Failure, "something unforeseen, such as no memory; the message tells"},
+    {ExitCode::Usage, "the command line is wrong"},
+    {ExitCode::BadKey, "the key is not 32 hexadecimal digits"},
+    {ExitCode::File, "a file cannot be read or written, or does not qualify"},
+    {ExitCode::Image, "an image cannot be read"},
+    {ExitCode::Manifest, "the plug-in's manifest is wrong"},
+    {ExitCode::Plugin, "the plug-in did not load"},
+    {ExitCode::Model, "the model did not load"},
+    {ExitCode::Runner, "the runner is not ready"},
+    {ExitCode::Run, "the network does not take the image, or failed on it"},
+    {ExitCode::Check, "a dependency was refused or did not load"},
+};
+
+}  // namespace OMB::tool

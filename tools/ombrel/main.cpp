@@ -1,0 +1,237 @@
+// The command line of ombrel.
+#include <algorithm>
+#include <cstdio>
+#include <exception>
+#include <functional>
+#include <map>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include <CLI/CLI.hpp>
+
+#include "bench_command.h"
+#include "check_command.h"
+#include "digest_command.h"
+#include "exit_codes.h"
+#include "key.h"
+#include "run_command.h"
+#include "seal_command.h"
+#include "tool_error.h"
+
+namespace OMB::tool {
+namespace {
+
+using Command = std::function<ExitCode()>;
+
+std::string exitCodeTable() {
+  std::string text = "Exit codes:\n";
+  for (const ExitMeaning& row : exitMeanings) {
+    const std::string code = std::to_string(static_cast<int>(row.code));
+    text += "  " + std::string(2 - code.size(), ' ') + code + "  " + row.meaning + "\n";
+  }
+  return text;
+}
+
+/// An option whose text `parse` turns into a value; a text that it refuses is told to the user.
+template <typename Value>
+CLI::Option* addParsed(CLI::App& app, const std::string& name,
+                       bool (*parse)(std::string_view, Value&), std::function<void(Value)> store,
+                       const std::string& help, const std::string& form) {
+  const auto take = [=](const std::string& text) {
+    Value value;
+    if (!parse(text, value)) throw CLI::ValidationError(name, "\"" + text + "\" is not " + form);
+    store(value);
+  };
+  return app.add_option_function<std::string>(name, take, help)->type_name(form);
+}
+
+/// The digits of the key have been taken out of the command line before it is parsed.
+CLI::Option* addKey(CLI::App& app) {
+  const auto ignore = [](const std::string&) {};
+  return app.add_option_function<std::string>("--key", ignore, "key of the sealed pair")
+      ->type_name("HEX32");
+}
+
+void addModelOptions(CLI::App& app, ModelOptions& options) {
+  app.add_option("MODEL_BASE", options.modelBase, "path of the model pair, without .xml and .bin")
+      ->required();
+  app.add_option("--plugin", options.manifest,
+                 "manifest of the backend; " + options.manifest.string() + " unless given")
+      ->type_name("MANIFEST");
+  app.add_option("--config", options.configFile, "configuration file, which the options override")
+      ->type_name("FILE");
+  app.add_option("--data-path", options.dataPath,
+                 "prefix of the engine's plugins.xml, ending in a slash; unless given, the "
+                 "backend's folder")
+      ->type_name("PREFIX");
+  app.add_option("--threads", options.threads, "number of threads of the engine; 1 unless given")
+      ->check(CLI::Range(1, 1024))
+      ->type_name("N");
+  addKey(app);
+}
+
+void addInputOptions(CLI::App& app, ImageSize& size, InputForm& form) {
+  static const std::map<std::string, InputForm> forms = {{"u8-hwc", InputForm::U8Hwc},
+                                                         {"u8-chw", InputForm::U8Chw},
+                                                         {"f32-hwc", InputForm::F32Hwc},
+                                                         {"f32-chw", InputForm::F32Chw},
+                                                         {"input-buffer", InputForm::InputBuffer}};
+  addParsed<ImageSize>(
+      app, "--size", parseSize, [&size](ImageSize value) { size = value; },
+      "width and height of the network's input", "WxH")
+      ->required();
+  app.add_option("--as", form, "form in which the image is handed over; u8-hwc unless given")
+      ->transform(CLI::CheckedTransformer(forms))
+      ->type_name("u8-hwc|u8-chw|f32-hwc|f32-chw|input-buffer");
+}
+
+Command addRun(CLI::App& app, RunOptions& options) {
+  addModelOptions(app, options.model);
+  app.add_option("IMAGE", options.images, "PNG, JPEG or PPM files")->required();
+  addInputOptions(app, options.size, options.form);
+  app.add_option("--labels", options.labels, "names of the classes, one a line")->type_name("FILE");
+  app.add_option("--top", options.top, "how many of the best classes are shown; 5 unless given")
+      ->type_name("N");
+  app.add_option("--raw", options.rawOutput,
+                 "write the output of all images, 32-bit floats, one image after another; classes "
+                 "are then shown only with --labels or --top")
+      ->type_name("FILE");
+  return [&options] { return runCommand(options); };
+}
+
+Command addBench(CLI::App& app, BenchOptions& options) {
+  addModelOptions(app, options.model);
+  addInputOptions(app, options.size, options.form);
+  app.add_option("--runners", options.runners,
+                 "number of runners, each in a thread; 1 unless given")
+      ->check(CLI::Range(1, 1024))
+      ->type_name("N");
+  app.add_option("--seconds", options.seconds, "how long to measure; 5 unless given")
+      ->check(CLI::Range(0.001, 86400.0))
+      ->type_name("S");
+  app.add_option("--json", options.jsonFile, "write the figures as JSON, too")->type_name("FILE");
+  return [&options] { return benchCommand(options); };
+}
+
+Command addSeal(CLI::App& app, SealOptions& options) {
+  app.add_option("IN_BASE", options.inBase, "path of the pair in the clear, without .xml and .bin")
+      ->required();
+  app.add_option("OUT_BASE", options.outBase, "path of the sealed pair, likewise")->required();
+  addKey(app)->required();
+  return [&options] { return sealCommand(options); };
+}
+
+Command addDigest(CLI::App& app, DigestOptions& options) {
+  app.add_option("LIBRARY", options.libraries, "files to digest, in the order of the manifest")
+      ->required();
+  addParsed<ByteRange>(
+      app, "--range", parseRange, [&options](ByteRange range) { options.range = range; },
+      "part of each file; all of it unless given", "OFFSET:LENGTH");
+  app.add_option("--manifest", options.manifest,
+                 "add the digests to this manifest, which is made if it is not there")
+      ->type_name("FILE");
+  const auto addField = [&app](const char* name, std::optional<std::string>& field,
+                               const std::string& help) {
+    app.add_option(name, field, help + " unless given")->needs("--manifest")->type_name("TEXT");
+  };
+  addField("--name", options.name, "a new manifest's plug-in: the first LIBRARY");
+  addField("--folder", options.folder, "its folder, from the manifest's own: \".\"");
+  addField("--initialize", options.initialize, "its initialize entry: \"Initialize\"");
+  addField("--create", options.create, "its create entry: \"Create\"");
+  addField("--model-suffix", options.modelSuffix, "suffix of its models: \".xml\"");
+  return [&options] { return digestCommand(options); };
+}
+
+Command addCheck(CLI::App& app, std::filesystem::path& manifest) {
+  app.add_option("--plugin", manifest,
+                 "manifest of the plug-in; " + manifest.string() + " unless given")
+      ->type_name("MANIFEST");
+  return [&manifest] { return checkCommand(manifest); };
+}
+
+/// All that the command line can ask for. The commands' options live here.
+class CommandLine {
+ public:
+  CommandLine() {
+    app.require_subcommand(1);
+    app.footer(exitCodeTable());
+    app.set_version_flag("--version", "ombrel " OMBREL_VERSION);
+    add("run", "Run a network on images and show the best classes", addRun, runOptions);
+    add("bench", "Measure how fast a network runs", addBench, benchOptions);
+    add("seal", "Encrypt a model pair", addSeal, sealOptions);
+    add("digest", "Digest libraries, for a plug-in's manifest", addDigest, digestOptions);
+    add("check", "Load a plug-in and test its dependencies", addCheck, checkedManifest);
+  }
+
+  void setKey(const ByteVector& key) {
+    runOptions.model.key = benchOptions.model.key = sealOptions.key = key;
+  }
+
+  /// Parses and does what is asked for.
+  ExitCode run(int count, char** arguments) {
+    app.parse(count, arguments);
+    return commands.at(app.get_subcommands().front())();
+  }
+
+  /// Shows what a parse that is no command asks for: help, or the version.
+  void show(const CLI::ParseError& request) { app.exit(request); }
+
+ private:
+  template <typename Options>
+  void add(const char* name, const char* help, Command (*wire)(CLI::App&, Options&),
+           Options& options) {
+    CLI::App* const command = app.add_subcommand(name, help);
+    commands[command] = wire(*command, options);
+  }
+
+  CLI::App app{"Runs neural networks through the Ombrel backend plug-in.", "ombrel"};
+  std::map<CLI::App*, Command> commands;
+  RunOptions runOptions;
+  BenchOptions benchOptions;
+  SealOptions sealOptions;
+  DigestOptions digestOptions;
+  std::filesystem::path checkedManifest = defaultManifest();
+};
+
+/// Texts of the engine come in several lines; an error is one.
+std::string onOneLine(std::string text) {
+  std::replace_if(
+      text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < ' '; }, ' ');
+  const auto isDouble = [](char left, char right) { return left == ' ' && right == ' '; };
+  text.erase(std::unique(text.begin(), text.end(), isDouble), text.end());
+  return text.substr(0, text.find_last_not_of(' ') + 1);
+}
+
+ExitCode fail(ExitCode code, const std::string& message) {
+  std::fflush(stdout);
+  std::fprintf(stderr, "ombrel: %s\n", onOneLine(message).c_str());
+  return code;
+}
+
+ExitCode runCommandLine(int count, char** arguments) {
+  CommandLine commandLine;
+  try {
+    commandLine.setKey(takeKey({arguments, static_cast<std::size_t>(count)}));
+    return commandLine.run(count, arguments);
+  } catch (const CLI::Success& request) {
+    commandLine.show(request);
+    return ExitCode::Success;
+  } catch (const CLI::ParseError& error) {
+    return fail(ExitCode::Usage, std::string(error.what()) + "; see ombrel --help");
+  } catch (const ToolError& error) {
+    return fail(error.code, error.what());
+  }
+}
+
+}  // namespace
+}  // namespace OMB::tool
+
+int main(int count, char** arguments) {
+  using namespace OMB::tool;
+  try {
+    return static_cast<int>(runCommandLine(count, arguments));
+  } catch (const std::exception& error) {
+    return static_cast<int>(fail(ExitCode::Failure, error.what()));
+  }
+}

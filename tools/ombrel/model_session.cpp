@@ -1,0 +1,99 @@
+#include "model_session.h"
+
+#include <exception>
+#include <new>
+
+#include "ombrel/model/config.h"
+#include "ombrel/model/entry_points.h"
+#include "ombrel/platform/file_utils.h"
+#include "ombrel/plugin/return_codes.h"
+
+#include "tool_error.h"
+
+namespace OMB::tool {
+namespace {
+
+/// The file's settings, then those of the command line; data files are with the plug-in unless
+/// something else is said.
+Config makeConfig(const ModelOptions& options, const std::filesystem::path& folder) {
+  Config config;
+  const std::string file = options.configFile.string();
+  if (!file.empty() && !config.Read(file.c_str())) {
+    throw ToolError(ExitCode::File, "cannot open configuration file " + file);
+  }
+  if (options.threads) config.SetThreadCount(*options.threads);
+  if (options.dataPath) config.SetDataPath(*options.dataPath);
+  if (config.GetDataPath().empty()) config.SetDataPath((folder / "").string());
+  return config;
+}
+
+/// Why the backend may have refused the pair. It tells no more than that it did.
+std::string whyNotLoaded(const ModelOptions& options, const std::string& suffix) {
+  for (const std::string& file : {options.modelBase + ".xml", options.modelBase + ".bin"}) {
+    if (Utility::fileSize(file) >= 1) continue;
+    const bool hasSuffix = !suffix.empty() && options.modelBase.ends_with(suffix);
+    return file + " is missing or empty" +
+           (hasSuffix ? "; name the model without " + suffix : std::string());
+  }
+  return options.key.empty() ? "the engine refuses it; if it is sealed, it needs its key"
+                             : "the engine refuses it; the key may be the wrong one";
+}
+
+}  // namespace
+
+ModelSession::ModelSession(const ModelOptions& options)
+    : ModelSession(options, loadManifest(options.manifest)) {}
+
+ModelSession::ModelSession(const ModelOptions& options, const Manifest& manifest)
+    : plugin(makePlugin(manifest)) {
+  const std::filesystem::path folder = pluginFolder(options.manifest, manifest);
+  const Config config = makeConfig(options, folder);
+  loadModel(loadPlugin(folder), options, config);
+}
+
+CreateFunction ModelSession::loadPlugin(const std::filesystem::path& folder) {
+  const std::string what = std::string("plug-in ") + plugin.GetName() + " from " + folder.string();
+  manager.SetPluginsDirectory(folder.c_str());
+  const int code = manager.Load(plugin);
+  if (code != PLUGIN_OK) {
+    throw ToolError(ExitCode::Plugin, "cannot load " + what + ": code " + std::to_string(code) +
+                                          ", " + describePluginCode(code));
+  }
+  const CreateFunction create = plugin.GetCreateMethod();
+  if (create == nullptr) throw ToolError(ExitCode::Plugin, what + " does not have a create entry");
+  return create;
+}
+
+void ModelSession::loadModel(CreateFunction create, const ModelOptions& options,
+                             const Config& config) {
+  const std::string failure = "cannot load model " + options.modelBase + ": ";
+  ByteVector key = options.key;
+  try {
+    model.reset(create({options.modelBase.c_str(), key.empty() ? nullptr : key.data(),
+                        static_cast<int>(key.size()), config}));
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (const std::exception& error) {
+    throw ToolError(ExitCode::Model, failure + error.what());
+  }
+  if (!model->IsLoaded()) {
+    throw ToolError(ExitCode::Model, failure + whyNotLoaded(options, plugin.GetModelSuffix()));
+  }
+  if (model->GetOutputSize() < 1) throw ToolError(ExitCode::Model, failure + "it has no output");
+}
+
+std::unique_ptr<INNRunner> ModelSession::createRunner() const {
+  std::unique_ptr<INNRunner> runner(model->CreateRunner());
+  if (!runner->IsReady()) {
+    throw ToolError(ExitCode::Runner,
+                    "the runner is not ready: the engine does not prepare this network with these "
+                    "settings");
+  }
+  return runner;
+}
+
+std::size_t ModelSession::outputSize() const {
+  return static_cast<std::size_t>(model->GetOutputSize());
+}
+
+}  // namespace OMB::tool

@@ -1,0 +1,54 @@
+// The road from the command line to a runner, which the commands share.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "ombrel/model/nn_model.h"
+#include "ombrel/model/nn_runner.h"
+#include "ombrel/platform/byte_vector.h"
+#include "ombrel/plugin/dynamic_plugin.h"
+#include "ombrel/plugin/plugin_manager.h"
+
+#include "plugin_setup.h"
+
+namespace OMB::tool {
+
+/// Which model is to be loaded, and how.
+struct ModelOptions {
+  std::string modelBase;
+  std::filesystem::path manifest = defaultManifest();
+  std::filesystem::path configFile;     ///< empty: none
+  std::optional<std::string> dataPath;  ///< overrides the file's, as does:
+  std::optional<std::int32_t> threads;
+  ByteVector key;  ///< empty: the pair is in the clear
+};
+
+/// A model that was loaded through the plug-in system. The runners may outlive it.
+class ModelSession {
+ public:
+  /// Reads the configuration, loads the plug-in and the model. Throws ToolError with the code of
+  /// the step that failed.
+  explicit ModelSession(const ModelOptions& options);
+
+  /// A runner that is ready. Throws ToolError. One call at a time.
+  std::unique_ptr<INNRunner> createRunner() const;
+
+  /// Number of elements that a run puts out.
+  std::size_t outputSize() const;
+
+ private:
+  ModelSession(const ModelOptions& options, const Manifest& manifest);
+  CreateFunction loadPlugin(const std::filesystem::path& folder);
+  void loadModel(CreateFunction create, const ModelOptions& options, const Config& config);
+
+  DynamicPlugin plugin;
+  PluginManager manager;
+  std::unique_ptr<INNModel> model;
+};
+
+}  // namespace OMB::tool

@@ -1,0 +1,117 @@
+#include "run_command.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <memory>
+#include <numeric>
+#include <span>
+#include <sstream>
+#include <string>
+
+#include "files.h"
+#include "tool_error.h"
+
+namespace OMB::tool {
+namespace {
+
+using Labels = std::vector<std::string>;
+
+/// All images, before anything slow is done, so that an unreadable one is told at once.
+std::vector<Image> readImages(const RunOptions& options) {
+  std::vector<Image> images;
+  for (const std::filesystem::path& file : options.images) {
+    images.push_back(fitImage(readImage(file), options.size));
+  }
+  return images;
+}
+
+/// One label a line.
+Labels readLabels(const std::filesystem::path& file) {
+  if (file.empty()) return {};
+  std::istringstream lines(readTextFile(file));
+  Labels labels;
+  for (std::string line; std::getline(lines, line);) {
+    if (line.ends_with('\r')) line.pop_back();
+    labels.push_back(line);
+  }
+  return labels;
+}
+
+void compareCounts(const RunOptions& options, const Labels& labels, std::size_t outputs) {
+  if (options.labels.empty() || labels.size() == outputs) return;
+  std::fprintf(stderr, "ombrel: note: %s has %zu labels, the network puts out %zu values\n",
+               options.labels.c_str(), labels.size(), outputs);
+}
+
+std::string labelOf(const Labels& labels, std::size_t index) {
+  return index < labels.size() ? labels[index] : "class " + std::to_string(index);
+}
+
+/// Width on a terminal, near enough: the number of characters of an UTF-8 text.
+std::size_t displayWidth(const std::string& text) {
+  return static_cast<std::size_t>(
+      std::count_if(text.begin(), text.end(), [](char byte) { return (byte & 0xC0) != 0x80; }));
+}
+
+/// The `count` best values' indices, the best first. NaN is worse than any number.
+std::vector<std::size_t> bestIndices(std::span<const float> values, std::size_t count) {
+  std::vector<std::size_t> indices(values.size());
+  std::iota(indices.begin(), indices.end(), std::size_t{0});
+  const auto end = indices.begin() + static_cast<std::ptrdiff_t>(std::min(count, indices.size()));
+  const auto rank = [&](std::size_t index) {
+    return std::isnan(values[index]) ? -std::numeric_limits<float>::infinity() : values[index];
+  };
+  std::partial_sort(indices.begin(), end, indices.end(), [&](std::size_t left, std::size_t right) {
+    return rank(left) > rank(right) || (rank(left) == rank(right) && left < right);
+  });
+  indices.erase(end, indices.end());
+  return indices;
+}
+
+void printBest(std::span<const float> values, const Labels& labels, std::size_t count) {
+  const std::vector<std::size_t> best = bestIndices(values, count);
+  std::size_t width = 0;
+  for (const std::size_t index : best) {
+    width = std::max(width, displayWidth(labelOf(labels, index)));
+  }
+  for (const std::size_t index : best) {
+    const std::string label = labelOf(labels, index);
+    const std::string padding(width - displayWidth(label), ' ');
+    const float value = values[index];
+    const bool plain = value == 0 || (std::fabs(value) >= 1e-4F && std::fabs(value) < 1e6F);
+    std::printf(plain ? "  %s%s  %9.4f\n" : "  %s%s  %9.3g\n", label.c_str(), padding.c_str(),
+                static_cast<double>(value));
+  }
+}
+
+}  // namespace
+
+ExitCode runCommand(const RunOptions& options) {
+  const std::vector<Image> images = readImages(options);
+  const Labels labels = readLabels(options.labels);
+  std::unique_ptr<PendingFile> raw;
+  if (!options.rawOutput.empty()) raw = std::make_unique<PendingFile>(options.rawOutput);
+
+  const ModelSession session(options.model);
+  compareCounts(options, labels, session.outputSize());
+  const std::unique_ptr<INNRunner> runner = session.createRunner();
+  requireFit(*runner, options.size);
+
+  // Raw output is for programs; whoever wants classes as well says so.
+  const bool classes = raw == nullptr || options.top || !labels.empty();
+  for (std::size_t i = 0; i < images.size(); ++i) {
+    NNData input = makeInput(images[i], options.form, *runner);
+    const auto start = std::chrono::steady_clock::now();
+    const std::span<const float> output = runOnce(*runner, input, session.outputSize());
+    const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - start;
+    std::printf("%s  %.2f ms\n", options.images[i].c_str(), time.count());
+    if (classes) printBest(output, labels, options.top.value_or(5));
+    if (raw) raw->write(std::as_bytes(output));
+  }
+  if (raw) raw->commit();
+  return ExitCode::Success;
+}
+
+}  // namespace OMB::tool
