@@ -153,9 +153,11 @@ TEST(Crypto, TakesOffWhatTheLastByteSays) {
                            plain.begin() + std::min<int>(15, 16 - static_cast<int>(last)),
                            fromHex(kPlain).begin()));
   }
-  for (const unsigned char last : {17, 200, 255}) {
+  for (const int last : {17, 200, 255}) {
     try {
-      EXPECT_EQ(decrypt(cipher, ivThatEndsPlaintextIn(last), key), ByteVector()) << "has to throw";
+      EXPECT_EQ(decrypt(cipher, ivThatEndsPlaintextIn(static_cast<unsigned char>(last)), key),
+                ByteVector())
+          << "has to throw";
     } catch (const std::length_error& failure) {
       EXPECT_STREQ(failure.what(), "vector too long");
     }
