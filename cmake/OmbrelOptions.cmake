@@ -23,3 +23,12 @@ if(OMBREL_SANITIZE)
   add_compile_options(-fsanitize=${OMBREL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${OMBREL_SANITIZE})
 endif()
+
+# Exports what the version script names and nothing else, and finds what is missing at link time already.
+function(ombrel_export_only target script)
+  target_link_options(${target} PRIVATE -Wl,--version-script=${script})
+  set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${script})
+  if(NOT OMBREL_SANITIZE)  # the sanitizers' runtime may be in the program only
+    target_link_options(${target} PRIVATE -Wl,--no-undefined)
+  endif()
+endfunction()
