@@ -1,0 +1,415 @@
+// The backend over the real engine: small networks worked out by hand.
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <numeric>
+#include <thread>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include "ombrel/model/entry_points.h"
+
+#include "backend/openvino_model.h"
+#include "backend/openvino_runner.h"
+#include "files.h"
+#include "networks.h"
+#include "seal_command.h"
+#include "support.h"
+
+extern "C" OMB::INNModel* Create(OMB::ModelParams params);
+extern "C" void Initialize();
+
+namespace OMB {
+namespace {
+
+using ImageUtils::ELayoutType;
+using test::doublingNetwork;
+using test::Printed;
+using test::printedBy;
+using test::scalingNetwork;
+using test::Shape;
+
+constexpr char kPluginList[] = "<ie><plugins></plugins></ie>";
+
+/// A folder with a list of plug-ins, and the models that a test writes there.
+class Backend : public testing::Test {
+ protected:
+  Backend() { folder.write("plugins.xml", kPluginList); }
+
+  Config config(int threads = 1) const {
+    Config result;
+    result.SetDataPath(folder / "");
+    result.SetThreadCount(threads);
+    return result;
+  }
+
+  /// Writes a pair, and returns its base path.
+  std::string pair(const std::string& name, const std::string& text,
+                   const std::string& weights = "w") const {
+    folder.write(name + ".xml", text);
+    folder.write(name + ".bin", weights);
+    return folder / name;
+  }
+
+  std::unique_ptr<INNModel> load(const std::string& base, ByteVector key = {}) const {
+    return std::unique_ptr<INNModel>(Create({base.c_str(), key.empty() ? nullptr : key.data(),
+                                             static_cast<int>(key.size()), config()}));
+  }
+
+  /// What loading prints; the model must not have loaded.
+  Printed refusal(const std::string& base, ByteVector key = {}) const {
+    std::unique_ptr<INNModel> model;
+    Printed printed = printedBy([&] { model = load(base, key); });
+    EXPECT_NE(model, nullptr);
+    EXPECT_FALSE(model->IsLoaded());
+    return printed;
+  }
+
+  test::TemporaryDirectory folder;
+};
+
+std::unique_ptr<INNRunner> runnerOf(INNModel& model) {
+  std::unique_ptr<INNRunner> runner(model.CreateRunner());
+  EXPECT_NE(runner, nullptr);
+  return runner;
+}
+
+std::vector<float> counted(int count) {
+  std::vector<float> values(static_cast<std::size_t>(count));
+  std::iota(values.begin(), values.end(), 1.0f);
+  return values;
+}
+
+NNData viewOf(std::vector<float>& values) {
+  return NNData(values.data(), 1, static_cast<int>(values.size()), 1, ELayoutType::CHW,
+                EDataType::FP32, true);
+}
+
+std::vector<float> run(INNRunner& runner, NNData image, int count) {
+  const auto* output = static_cast<const float*>(runner.Run(&image));
+  EXPECT_NE(output, nullptr);
+  return output == nullptr ? std::vector<float>() : std::vector<float>(output, output + count);
+}
+
+std::vector<float> doubled(std::vector<float> values) {
+  for (float& value : values) value *= 2;
+  return values;
+}
+
+TEST_F(Backend, RunsInputsOfEveryRankWithBatchOne) {
+  const struct {
+    Shape shape;
+    const char* type;
+    int size;  // with the batch, where there is one, made 1
+  } cases[] = {
+      {{6}, "f32", 6},
+      {{4, 3}, "f32", 3},
+      {{2, 3, 4}, "f32", 24},
+      {{4, 3, 2, 2}, "f32", 12},
+      {{4, 2, 3, 2, 2}, "f32", 24},
+      {{4, 3, 2, 2}, "u8", 12},
+      {{-1, 3, 2, 2}, "f32", 12},
+      {{6}, "i32", 6},
+  };
+  for (const auto& [shape, type, size] : cases) {
+    SCOPED_TRACE(testing::PrintToString(shape) + type);
+    const auto model = load(pair("model", doublingNetwork(shape, type)));
+    ASSERT_TRUE(model->IsLoaded());
+    EXPECT_EQ(model->GetOutputSize(), size);
+    EXPECT_EQ(model->GetDataType(), EDataType::FP32);
+    EXPECT_EQ(model->GetLayout(), ELayoutType::CHW);
+    const auto runner = runnerOf(*model);
+    ASSERT_TRUE(runner->IsReady());
+    std::vector<float> values = counted(size);
+    EXPECT_EQ(run(*runner, viewOf(values), size), doubled(values));
+  }
+}
+
+TEST_F(Backend, InputMemoryIsPlanarWhateverTheNetworkDeclares) {
+  // Three pixels of two channels, interleaved inside the network: its answer comes interleaved too.
+  const auto model = load(pair("nhwc", doublingNetwork({1, 1, 3, 2}, "f32", "[N,H,W,C]")));
+  ASSERT_TRUE(model->IsLoaded());
+  const auto runner = runnerOf(*model);
+  ASSERT_TRUE(runner->IsReady());
+  std::vector<float> planar = {1, 2, 3, 10, 20, 30};
+  const NNData image(planar.data(), 2, 3, 1, ELayoutType::CHW, EDataType::FP32, true);
+  EXPECT_EQ(run(*runner, image, 6), (std::vector<float>{2, 20, 4, 40, 6, 60}));
+}
+
+TEST_F(Backend, WorksWithTheFirstInputAndOutputByName) {
+  test::NetworkText text;
+  const Shape small = {1, 2};
+  const Shape large = {1, 4};
+  const int b = text.parameter("b", small);
+  const int a = text.parameter("a", large);
+  text.result(text.binary("y", "Add", b, b, small), small);
+  text.result(text.binary("x", "Add", a, a, large), large);
+  const auto model = load(pair("two", text.str()));
+  ASSERT_TRUE(model->IsLoaded());
+  EXPECT_EQ(model->GetOutputSize(), 4);
+  const auto runner = runnerOf(*model);
+  std::vector<float> values = {1, 2, 3, 4};
+  EXPECT_EQ(run(*runner, viewOf(values), 4), doubled(values));
+}
+
+TEST_F(Backend, WeightsAreReadFromThePair) {
+  const float weight = 0.5f;
+  std::string bytes(sizeof(weight), '\0');
+  std::memcpy(bytes.data(), &weight, sizeof(weight));
+  const auto model = load(pair("scaling", scalingNetwork({1, 3}), bytes));
+  ASSERT_TRUE(model->IsLoaded());
+  const auto runner = runnerOf(*model);
+  std::vector<float> values = {2, 4, 6};
+  EXPECT_EQ(run(*runner, viewOf(values), 3), (std::vector<float>{1, 2, 3}));
+  EXPECT_THAT(refusal(pair("short", scalingNetwork({1, 3}), "1")).error, testing::EndsWith("\n"));
+}
+
+TEST_F(Backend, MissingAndEmptyFilesFailSilently) {
+  folder.write("half.xml", doublingNetwork({1, 3}));
+  for (const std::string& base :
+       {folder / "nothing", folder / "half", pair("emptyBin", "<net/>", ""),
+        pair("emptyXml", "", "w"), folder.path().string()}) {
+    const Printed printed = refusal(base);
+    EXPECT_EQ(printed.out + printed.error, "") << base;
+  }
+  // An extension that is there already stays.
+  pair("named.xml", doublingNetwork({1, 3}));
+  EXPECT_TRUE(load(folder / "named.xml")->IsLoaded());
+}
+
+TEST_F(Backend, WhatTheEngineRefusesGivesItsTextOnOneStream) {
+  EXPECT_THAT(refusal(pair("garbage", "no network at all")).error, testing::EndsWith("\n"));
+  EXPECT_THAT(refusal(pair("cut", doublingNetwork({1, 3}).substr(0, 200))).error,
+              testing::EndsWith("\n"));
+  EXPECT_THAT(refusal(pair("unknown", doublingNetwork({1, 3, -1, 2}))).error,
+              testing::AllOf(testing::HasSubstr("'x'"), testing::HasSubstr("?")));
+  EXPECT_EQ(refusal(pair("garbage", "no network at all")).out, "");
+}
+
+TEST_F(Backend, RunnerOfAModelThatDidNotLoadIsNotReady) {
+  const auto model = load(folder / "nothing");
+  const Printed printed = printedBy([&] {
+    const auto runner = runnerOf(*model);
+    EXPECT_FALSE(runner->IsReady());
+    EXPECT_EQ(runner->Run(nullptr), nullptr);  // not even looked at
+  });
+  EXPECT_EQ(printed.out + printed.error, "");
+}
+
+TEST_F(Backend, DataPathIsAPrefix) {
+  const std::string base = pair("model", doublingNetwork({1, 3}));
+  folder.write("prefix-plugins.xml", kPluginList);
+  Config prefixed;
+  prefixed.SetDataPath(folder / "prefix-");
+  const auto model =
+      std::make_unique<OpenVINOModel>(ModelParams{base.c_str(), nullptr, 0, prefixed});
+  EXPECT_TRUE(model->IsLoaded());
+  EXPECT_TRUE(runnerOf(*model)->IsReady());
+
+  // The list has gone: a line from a load, nothing from a runner.
+  std::filesystem::remove(folder.path() / "prefix-plugins.xml");
+  const Printed runnerPrinted = printedBy([&] { EXPECT_FALSE(runnerOf(*model)->IsReady()); });
+  EXPECT_EQ(runnerPrinted.out + runnerPrinted.error, "");
+  const Printed loadPrinted = printedBy([&] {
+    EXPECT_FALSE(OpenVINOModel(ModelParams{base.c_str(), nullptr, 0, prefixed}).IsLoaded());
+  });
+  EXPECT_THAT(loadPrinted.error, testing::EndsWith("\n"));
+}
+
+TEST_F(Backend, NetworkWithoutInputLeavesAsAnException) {
+  test::NetworkText text;
+  text.result(text.weight("w", 0), {1});
+  const std::string base = pair("closed", text.str(), "1234");
+  EXPECT_THROW(load(base), InferenceEngine::GeneralError);
+}
+
+TEST_F(Backend, EveryLoadWritesTheWaitPolicy) {
+  for (const char* before : {"active", ""}) {
+    setenv("OMP_WAIT_POLICY", before, 1);
+    load(folder / "nothing");
+    EXPECT_STREQ(std::getenv("OMP_WAIT_POLICY"), "passive");
+  }
+  unsetenv("OMP_WAIT_POLICY");
+  Initialize();
+  EXPECT_EQ(std::getenv("OMP_WAIT_POLICY"), nullptr);
+}
+
+TEST_F(Backend, ThreadCountGoesToTheEngineAsItIs) {
+  const auto base = pair("model", doublingNetwork({1, 3}));
+  folder.write("threads.cfg", "ThreadCount -1 DataPath .");
+  for (const auto& [text, ready] :
+       {std::pair{"-1", false}, {"0", true}, {"1", true}, {"2", true}}) {
+    folder.write("threads.cfg", "DataPath . ThreadCount " + std::string(text));
+    Config read;
+    ASSERT_TRUE(read.Read((folder / "threads.cfg").c_str()));
+    OpenVINOModel model(ModelParams{base.c_str(), nullptr, 0, read});
+    ASSERT_TRUE(model.IsLoaded());
+    EXPECT_EQ(runnerOf(model)->IsReady(), ready) << text;
+  }
+}
+
+class Running : public Backend {
+ protected:
+  Running() : model(load(pair("model", doublingNetwork({1, 3, 2, 4})))), runner(runnerOf(*model)) {}
+
+  float* input() { return static_cast<float*>(runner->GetInputBuffer()); }
+
+  std::unique_ptr<INNModel> model;
+  std::unique_ptr<INNRunner> runner;
+};
+
+TEST_F(Running, AddressesStayAndResultsAreOverwritten) {
+  std::vector<float> first = counted(24);
+  std::vector<float> second(24, 5.0f);
+  NNData firstImage = viewOf(first);
+  NNData secondImage = viewOf(second);
+  float* const buffer = input();
+  auto* const output = static_cast<float*>(runner->Run(&firstImage));
+  EXPECT_EQ(output[23], 48.0f);
+  EXPECT_EQ(runner->Run(&secondImage), output);
+  EXPECT_EQ(output[23], 10.0f);
+  EXPECT_EQ(input(), buffer);
+}
+
+TEST_F(Running, ConvertsFromEveryFormAndNotFromItsOwnMemory) {
+  std::vector<unsigned char> bytes(24);
+  std::iota(bytes.begin(), bytes.end(), static_cast<unsigned char>(100));
+  NNData image(bytes.data(), 3, 4, 2, ELayoutType::HWC, EDataType::U8, true);
+  ASSERT_NE(runner->Run(&image), nullptr);
+  for (int c = 0; c < 3; ++c) {
+    for (int i = 0; i < 8; ++i) {
+      EXPECT_EQ(input()[c * 8 + i], static_cast<float>(100 + i * 3 + c) * (1.0f / 255));
+    }
+  }
+
+  const std::vector<float> filled = counted(24);
+  std::copy(filled.begin(), filled.end(), input());
+  NNData own(input(), 1 << 20, -7, 1 << 20, ELayoutType::HWC, EDataType::U8, true);
+  const auto* output = static_cast<const float*>(runner->Run(&own));
+  ASSERT_NE(output, nullptr);
+  EXPECT_EQ(std::vector<float>(output, output + 24), doubled(filled));
+}
+
+TEST_F(Running, MoreThanTheInputHoldsIsRefusedAndLessIsConverted) {
+  const std::vector<float> before = counted(24);
+  std::copy(before.begin(), before.end(), input());
+  std::vector<float> source(100, 9.0f);
+  const struct {
+    int channels, width, height;
+  } tooLarge[] = {
+      {3, 4, 3}, {1, 25, 1}, {1 << 16, 1 << 16, 1}, {1 << 30, 1 << 30, 1 << 30}, {2, 13, 1}};
+  for (const auto& [channels, width, height] : tooLarge) {
+    NNData image(source.data(), channels, width, height, ELayoutType::CHW, EDataType::FP32, true);
+    EXPECT_EQ(runner->Run(&image), nullptr);
+  }
+  EXPECT_EQ(std::vector<float>(input(), input() + 24), before);
+
+  NNData smaller(source.data(), 1, 5, 1, ELayoutType::CHW, EDataType::FP32, true);
+  NNData nothing(nullptr, 1 << 20, 1 << 20, 1, ELayoutType::CHW, EDataType::FP32, true);
+  NNData empty(source.data(), 3, 0, 2, ELayoutType::CHW, EDataType::FP32, true);
+  for (NNData* image : {&smaller, &nothing, &empty}) {
+    const auto* output = static_cast<const float*>(runner->Run(image));
+    ASSERT_NE(output, nullptr);
+    EXPECT_EQ(output[4], 18.0f);
+    EXPECT_EQ(output[5], 12.0f);
+  }
+}
+
+TEST_F(Running, RunnersOutliveTheirModelAndEachOther) {
+  auto other = runnerOf(*model);
+  model.reset();
+  std::vector<float> values = counted(24);
+  EXPECT_EQ(run(*other, viewOf(values), 24), doubled(values));
+  other.reset();
+  EXPECT_EQ(run(*runner, viewOf(values), 24), doubled(values));
+}
+
+TEST_F(Running, RunnersWorkInThreadsAtTheSameTime) {
+  const auto work = [](INNRunner& mine, float value) {
+    std::vector<float> values(24, value);
+    for (int i = 0; i < 200; ++i)
+      ASSERT_EQ(run(mine, viewOf(values), 24), std::vector<float>(24, 2 * value));
+  };
+  const auto other = runnerOf(*model);
+  std::thread second([&] { work(*other, 3.0f); });
+  std::thread third([&] { work(*runnerOf(*load(pair("third", doublingNetwork({1, 24})))), 7.0f); });
+  work(*runner, 5.0f);
+  second.join();
+  third.join();
+}
+
+class Sealed : public Backend {
+ protected:
+  Sealed() : clear(pair("clear", doublingNetwork({1, 3}))) {
+    for (const char* extension : {".xml", ".bin"}) {
+      tool::PendingFile out(folder / (std::string("sealed") + extension));
+      tool::sealFile(clear + extension, out, key);
+      out.finish();
+      out.commit();
+    }
+  }
+
+  const ByteVector key = test::fromHex("00112233445566778899aabbccddeeff");
+  std::string clear;
+  std::string sealed = folder / "sealed";
+};
+
+TEST_F(Sealed, LoadsWithItsKeyOnly) {
+  EXPECT_THAT(test::contentsOf(sealed + ".xml"), testing::Not(testing::HasSubstr("net")));
+  const auto model = load(sealed, key);
+  ASSERT_TRUE(model->IsLoaded());
+  std::vector<float> values = counted(3);
+  EXPECT_EQ(run(*runnerOf(*model), viewOf(values), 3), doubled(values));
+
+  // The key size of a pair in the clear is not looked at.
+  std::unique_ptr<INNModel> open(Create({clear.c_str(), nullptr, -5, config()}));
+  EXPECT_TRUE(open->IsLoaded());
+  EXPECT_THAT(refusal(sealed).error, testing::EndsWith("\n"));
+}
+
+TEST_F(Sealed, KeysThatCannotBeAreRefusedForBothFiles) {
+  const std::string message = "**** Error 0xc000000d returned by BCryptGenerateSymmetricKey\n";
+  for (const std::size_t size :
+       {std::size_t{15}, std::size_t{1}, std::size_t{17}, std::size_t{32}}) {
+    const Printed printed = refusal(sealed, ByteVector(size, 1));
+    EXPECT_EQ(printed.out, message + message) << size;
+    EXPECT_THAT(printed.error, testing::EndsWith("\n")) << size;
+  }
+}
+
+// A wrong key leaves a random last byte: it takes off too little, or is longer than what there is.
+TEST_F(Sealed, WrongKeysEndInRefusalOrInTheLengthError) {
+  for (unsigned char i = 0; i < 40; ++i) {
+    ByteVector wrong = key;
+    wrong[i % 16] = static_cast<unsigned char>(wrong[i % 16] ^ (i + 1));
+    try {
+      EXPECT_EQ(refusal(sealed, wrong).out, "");
+    } catch (const std::length_error& failure) {
+      testing::internal::GetCapturedStdout();
+      testing::internal::GetCapturedStderr();
+      EXPECT_STREQ(failure.what(), "vector too long");
+    }
+  }
+}
+
+TEST(InputInfo, WithoutDataRaises) {
+  InferenceEngine::InputInfo info;
+  const std::vector<std::function<void()>> calls = {
+      [&] { (void)info.getTensorDesc(); },
+      [&] { info.setLayout(InferenceEngine::Layout::NC); },
+      [&] { info.setPrecision(InferenceEngine::Precision::FP32); },
+  };
+  for (const auto& call : calls) {
+    try {
+      call();
+      ADD_FAILURE() << "has to raise";
+    } catch (const InferenceEngine::GeneralError& failure) {
+      EXPECT_STREQ(failure.what(), "Data is empty!");
+    }
+  }
+}
+
+}  // namespace
+}  // namespace OMB

@@ -1,0 +1,16 @@
+# Compares what a library exports with a pattern: cmake -DNM= -DLIBRARY= -DPATTERN= -P check_exports.cmake
+cmake_minimum_required(VERSION 3.25)
+execute_process(COMMAND ${NM} -D --defined-only --format=just-symbols ${LIBRARY}
+                OUTPUT_VARIABLE symbols COMMAND_ERROR_IS_FATAL ANY)
+string(REGEX REPLACE "\n$" "" symbols "${symbols}")
+string(REPLACE "\n" ";" symbols "${symbols}")
+set(stray ${symbols})
+list(FILTER stray EXCLUDE REGEX "${PATTERN}")
+if(stray)
+  message(FATAL_ERROR "${LIBRARY} exports more than it should: ${stray}")
+endif()
+foreach(name IN LISTS NEEDED)
+  if(NOT name IN_LIST symbols)
+    message(FATAL_ERROR "${LIBRARY} does not export ${name}")
+  endif()
+endforeach()
