@@ -1,0 +1,68 @@
+#include "loader_script.h"
+
+#include <mutex>
+#include <new>
+#include <set>
+
+#include "platform/text.h"
+
+namespace {
+
+std::mutex scriptMutex;
+std::set<std::wstring> modules;  // a handle is the address of the name that opened it
+
+BOOL answer(DWORD code) {
+  if (code != 0) SetLastError(code);
+  return code == 0;
+}
+
+}  // namespace
+
+LoaderScript& loaderScript() {
+  static LoaderScript& script = *new LoaderScript;  // the last libraries are closed late
+  return script;
+}
+
+HMODULE LoadLibraryW(const wchar_t* fileName) {
+  const std::lock_guard lock(scriptMutex);
+  LoaderScript& script = loaderScript();
+  script.calls.push_back("load " + OMB::to_utf8(fileName) + " in " + script.directory);
+  if (script.throws) throw std::bad_alloc();
+  const auto found = script.results.find(fileName);
+  if (!answer(found == script.results.end() ? ERROR_MOD_NOT_FOUND : found->second)) return nullptr;
+  return const_cast<std::wstring*>(&*modules.insert(fileName).first);
+}
+
+FARPROC GetProcAddress(HMODULE module, const char* name) {
+  return std::string(name) == "there" ? module : nullptr;
+}
+
+BOOL FreeLibrary(HMODULE module) {
+  const std::lock_guard lock(scriptMutex);
+  loaderScript().calls.push_back("free " + OMB::to_utf8(*static_cast<std::wstring*>(module)));
+  return answer(loaderScript().closeResult);
+}
+
+DWORD GetModuleFileNameW(HMODULE /*module*/, wchar_t* fileName, DWORD size) {
+  const std::lock_guard lock(scriptMutex);
+  const std::wstring& path = loaderScript().modulePath;
+  // A path that is too long fills the block, and has no terminator.
+  return static_cast<DWORD>(path.copy(fileName, size));
+}
+
+DWORD GetDllDirectoryA(DWORD size, char* directory) {
+  const std::string& current = loaderScript().directory;
+  if (current.empty()) return 0;
+  const auto length = static_cast<DWORD>(current.size());
+  if (length >= size) return length + 1;
+  directory[current.copy(directory, length)] = '\0';
+  return length;
+}
+
+BOOL SetDllDirectoryA(const char* directory) {
+  LoaderScript& script = loaderScript();
+  script.calls.push_back(directory == nullptr ? "set nothing" : "set " + std::string(directory));
+  if (answer(script.setResult) == 0) return 0;
+  script.directory = directory == nullptr ? "" : directory;
+  return 1;
+}
