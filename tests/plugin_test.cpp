@@ -78,7 +78,7 @@ TEST(Dependency, CopiesAndMoves) {
   Dependency& same = source;
   source = std::move(same);
   Dependency copy(source);
-  copy = copy;
+  copy = std::as_const(copy);
   const Dependency moved(std::move(source));
   EXPECT_STREQ(source.GetName(), "");
   EXPECT_TRUE(source.GetHash().empty());
