@@ -26,9 +26,10 @@ std::filesystem::path temporaryName(const std::filesystem::path& target) {
   std::error_code none;
   if (std::filesystem::is_other(target, none)) return {};
   std::random_device source;
-  const unsigned int number = source();
   std::filesystem::path name = target;
-  name += "." + std::to_string(number) + ".part";
+  name += '.';
+  name += std::to_string(source());
+  name += ".part";
   return name;
 }
 
