@@ -36,8 +36,9 @@ double Latencies::mean() const {
 }
 
 double Latencies::percentile(double percent) const {
-  const double rank = std::ceil(percent / 100 * static_cast<double>(count()));
-  return sorted[std::min(count(), std::max<std::size_t>(1, static_cast<std::size_t>(rank))) - 1];
+  // In whole numbers: 99.9 % of 1000 is the 999th, which binary fractions miss.
+  const auto permille = static_cast<std::size_t>(std::llround(percent * 10));
+  return sorted[(permille * count() + 999) / 1000 - 1];
 }
 
 std::size_t Latencies::countUpTo(double limit) const {

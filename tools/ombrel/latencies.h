@@ -17,7 +17,7 @@ class Latencies {
   double greatest() const { return sorted.back(); }
   double mean() const;
 
-  /// The smallest time that `percent` of all runs, from above 0 to 100, did not exceed.
+  /// The smallest time that `percent` of all runs did not exceed; from 0.1 to 100, in tenths.
   double percentile(double percent) const;
 
   /// Ten rows of equal width up to the 99th percentile, and one for what took longer.
