@@ -39,11 +39,17 @@ CLI::Option* addParsed(CLI::App& app, const std::string& name,
                        bool (*parse)(std::string_view, Value&), std::function<void(Value)> store,
                        const std::string& help, const std::string& form) {
   const auto take = [=](const std::string& text) {
-    Value value;
+    Value value{};
     if (!parse(text, value)) throw CLI::ValidationError(name, "\"" + text + "\" is not " + form);
     store(value);
   };
   return app.add_option_function<std::string>(name, take, help)->type_name(form);
+}
+
+/// The range is told when it is missed; in the help it would hide the option.
+template <typename Number>
+CLI::Validator inRange(Number least, Number most) {
+  return CLI::Range(least, most).description("");
 }
 
 /// The digits of the key have been taken out of the command line before it is parsed.
@@ -55,7 +61,8 @@ CLI::Option* addKey(CLI::App& app) {
 
 void addModelOptions(CLI::App& app, ModelOptions& options) {
   app.add_option("MODEL_BASE", options.modelBase, "path of the model pair, without .xml and .bin")
-      ->required();
+      ->required()
+      ->type_name("");
   app.add_option("--plugin", options.manifest,
                  "manifest of the backend; " + options.manifest.string() + " unless given")
       ->type_name("MANIFEST");
@@ -66,29 +73,24 @@ void addModelOptions(CLI::App& app, ModelOptions& options) {
                  "backend's folder")
       ->type_name("PREFIX");
   app.add_option("--threads", options.threads, "number of threads of the engine; 1 unless given")
-      ->check(CLI::Range(1, 1024))
+      ->check(inRange(1, 1024))
       ->type_name("N");
   addKey(app);
 }
 
 void addInputOptions(CLI::App& app, ImageSize& size, InputForm& form) {
-  static const std::map<std::string, InputForm> forms = {{"u8-hwc", InputForm::U8Hwc},
-                                                         {"u8-chw", InputForm::U8Chw},
-                                                         {"f32-hwc", InputForm::F32Hwc},
-                                                         {"f32-chw", InputForm::F32Chw},
-                                                         {"input-buffer", InputForm::InputBuffer}};
   addParsed<ImageSize>(
       app, "--size", parseSize, [&size](ImageSize value) { size = value; },
       "width and height of the network's input", "WxH")
       ->required();
-  app.add_option("--as", form, "form in which the image is handed over; u8-hwc unless given")
-      ->transform(CLI::CheckedTransformer(forms))
-      ->type_name("u8-hwc|u8-chw|f32-hwc|f32-chw|input-buffer");
+  addParsed<InputForm>(
+      app, "--as", parseInputForm, [&form](InputForm value) { form = value; },
+      "form in which the image is handed over; u8-hwc unless given", inputFormNames);
 }
 
 Command addRun(CLI::App& app, RunOptions& options) {
   addModelOptions(app, options.model);
-  app.add_option("IMAGE", options.images, "PNG, JPEG or PPM files")->required();
+  app.add_option("IMAGE", options.images, "PNG, JPEG or PPM files")->required()->type_name("");
   addInputOptions(app, options.size, options.form);
   app.add_option("--labels", options.labels, "names of the classes, one a line")->type_name("FILE");
   app.add_option("--top", options.top, "how many of the best classes are shown; 5 unless given")
@@ -97,6 +99,10 @@ Command addRun(CLI::App& app, RunOptions& options) {
                  "write the output of all images, 32-bit floats, one image after another; classes "
                  "are then shown only with --labels or --top")
       ->type_name("FILE");
+  app.footer(
+      "The time shown is that of one run after one to warm up, with the conversion of the "
+      "image.\n\n" +
+      exitCodeTable());
   return [&options] { return runCommand(options); };
 }
 
@@ -105,10 +111,10 @@ Command addBench(CLI::App& app, BenchOptions& options) {
   addInputOptions(app, options.size, options.form);
   app.add_option("--runners", options.runners,
                  "number of runners, each in a thread; 1 unless given")
-      ->check(CLI::Range(1, 1024))
+      ->check(inRange(1, 1024))
       ->type_name("N");
   app.add_option("--seconds", options.seconds, "how long to measure; 5 unless given")
-      ->check(CLI::Range(0.001, 86400.0))
+      ->check(inRange(0.001, 86400.0))
       ->type_name("S");
   app.add_option("--json", options.jsonFile, "write the figures as JSON, too")->type_name("FILE");
   return [&options] { return benchCommand(options); };
@@ -116,15 +122,19 @@ Command addBench(CLI::App& app, BenchOptions& options) {
 
 Command addSeal(CLI::App& app, SealOptions& options) {
   app.add_option("IN_BASE", options.inBase, "path of the pair in the clear, without .xml and .bin")
-      ->required();
-  app.add_option("OUT_BASE", options.outBase, "path of the sealed pair, likewise")->required();
+      ->required()
+      ->type_name("");
+  app.add_option("OUT_BASE", options.outBase, "path of the sealed pair, likewise")
+      ->required()
+      ->type_name("");
   addKey(app)->required();
   return [&options] { return sealCommand(options); };
 }
 
 Command addDigest(CLI::App& app, DigestOptions& options) {
   app.add_option("LIBRARY", options.libraries, "files to digest, in the order of the manifest")
-      ->required();
+      ->required()
+      ->type_name("");
   addParsed<ByteRange>(
       app, "--range", parseRange, [&options](ByteRange range) { options.range = range; },
       "part of each file; all of it unless given", "OFFSET:LENGTH");

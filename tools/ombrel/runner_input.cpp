@@ -3,6 +3,7 @@
 #include <exception>
 #include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ombrel/image/data_types.h"
@@ -51,6 +52,21 @@ bool takes(INNRunner& runner, std::size_t count) {
 }
 
 }  // namespace
+
+bool parseInputForm(std::string_view text, InputForm& form) {
+  constexpr std::pair<std::string_view, InputForm> forms[] = {
+      {"u8-hwc", InputForm::U8Hwc},
+      {"u8-chw", InputForm::U8Chw},
+      {"f32-hwc", InputForm::F32Hwc},
+      {"f32-chw", InputForm::F32Chw},
+      {"input-buffer", InputForm::InputBuffer}};
+  for (const auto& [name, value] : forms) {
+    if (text != name) continue;
+    form = value;
+    return true;
+  }
+  return false;
+}
 
 NNData makeInput(const Image& image, InputForm form, INNRunner& runner) {
   const bool planar = form == InputForm::U8Chw || form == InputForm::F32Chw;

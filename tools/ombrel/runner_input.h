@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <span>
+#include <string_view>
 
 #include "ombrel/image/nn_data.h"
 #include "ombrel/model/nn_runner.h"
@@ -14,6 +15,11 @@ namespace OMB::tool {
 /// Element type and memory order of what is handed over. All forms hold the same image, and give
 /// the same results.
 enum class InputForm { U8Hwc, U8Chw, F32Hwc, F32Chw, InputBuffer };
+
+inline constexpr char inputFormNames[] = "u8-hwc|u8-chw|f32-hwc|f32-chw|input-buffer";
+
+/// Reads one of inputFormNames. Returns false for anything else.
+[[nodiscard]] bool parseInputForm(std::string_view text, InputForm& form);
 
 /// The record of `image` in `form`. It refers to the samples of `image` or to the input memory of
 /// `runner` where that saves a copy, so both outlive it. For InputBuffer the image must fit: see
