@@ -1,2 +1,36 @@
-# What `cmake --install` gives.
+# What `cmake --install` gives: the headers, both libraries, the host program, the engine's files that the
+# backend needs with the list and the manifest beside it, and a CMake package.
 include(CMakePackageConfigHelpers)
+
+set(OMBREL_INSTALL_CMAKEDIR lib/cmake/Ombrel)
+set(OMBREL_INSTALL_PLUGINDIR lib/ombrel)
+
+install(TARGETS ombrel EXPORT OmbrelTargets
+        RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+        LIBRARY DESTINATION lib
+        ARCHIVE DESTINATION lib)
+install(DIRECTORY include/ombrel DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
+
+if(OMBREL_BUILD_BACKEND)
+  install(TARGETS ombrel_tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(TARGETS ombrel_openvino LIBRARY DESTINATION ${OMBREL_INSTALL_PLUGINDIR})
+  install(FILES ${OMBREL_ENGINE_PATHS} DESTINATION ${OMBREL_INSTALL_PLUGINDIR})
+  install(FILES data/plugins.xml DESTINATION ${OMBREL_INSTALL_PLUGINDIR})
+  # Made again from the installed files, whose run paths differ from those of the build tree.
+  install(CODE "
+    set(folder \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${OMBREL_INSTALL_PLUGINDIR}\")
+    file(REMOVE \"\${folder}/openvino.json\")
+    set(libraries libombrel_openvino.so;${OMBREL_ENGINE_FILES})
+    list(TRANSFORM libraries PREPEND \"\${folder}/\")
+    execute_process(COMMAND \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/ombrel\"
+                            digest \${libraries} --manifest \"\${folder}/openvino.json\"
+                    COMMAND_ERROR_IS_FATAL ANY)")
+endif()
+
+install(EXPORT OmbrelTargets NAMESPACE Ombrel:: DESTINATION ${OMBREL_INSTALL_CMAKEDIR})
+configure_package_config_file(cmake/OmbrelConfig.cmake.in ${CMAKE_BINARY_DIR}/OmbrelConfig.cmake
+  INSTALL_DESTINATION ${OMBREL_INSTALL_CMAKEDIR}
+  PATH_VARS OMBREL_INSTALL_PLUGINDIR)
+write_basic_package_version_file(${CMAKE_BINARY_DIR}/OmbrelConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${CMAKE_BINARY_DIR}/OmbrelConfig.cmake ${CMAKE_BINARY_DIR}/OmbrelConfigVersion.cmake
+        DESTINATION ${OMBREL_INSTALL_CMAKEDIR})

@@ -1,0 +1,28 @@
+// Runs a network that doubles its input through the installed backend.
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+
+#include <ombrel/ombrel.h>
+
+int main(int, char** arguments) {
+  const std::filesystem::path backend = BACKEND;
+  OMB::PluginManager manager;
+  manager.SetPluginsDirectory(backend.parent_path().c_str());
+  OMB::Repository<OMB::Dependency> none;
+  OMB::DynamicPlugin plugin(backend.filename().c_str(), "Initialize", "Create", ".xml", none);
+  if (manager.Load(plugin) != OMB::PLUGIN_OK) return 1;
+
+  OMB::Config config;
+  config.SetDataPath((backend.parent_path() / "").string());
+  const std::unique_ptr<OMB::INNModel> model(plugin.GetCreateMethod()({arguments[1], nullptr, 0, config}));
+  if (!model->IsLoaded()) return 2;
+  const std::unique_ptr<OMB::INNRunner> runner(model->CreateRunner());
+  float pixels[] = {1, 2, 3};
+  OMB::NNData image(pixels, 3, 1, 1, OMB::ImageUtils::ELayoutType::CHW, OMB::EDataType::FP32, true);
+  const auto* output = static_cast<const float*>(runner->Run(&image));
+  if (output == nullptr || model->GetOutputSize() != 3) return 3;
+  std::printf("%g %g %g\n", output[0], output[1], output[2]);
+  return output[0] == 2 && output[1] == 4 && output[2] == 6 ? 0 : 4;
+}
