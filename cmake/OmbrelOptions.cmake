@@ -25,7 +25,11 @@ if(OMBREL_SANITIZE)
 endif()
 
 # Exports what the version script names and nothing else, and finds what is missing at link time already.
+# Windows needs none of it: there the sources say what is exported, and nothing may be missing.
 function(ombrel_export_only target script)
+  if(WIN32)
+    return()
+  endif()
   target_link_options(${target} PRIVATE -Wl,--version-script=${script})
   set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${script})
   if(NOT OMBREL_SANITIZE)  # the sanitizers' runtime may be in the program only

@@ -8,7 +8,7 @@
 
 #include "ombrel/platform/crypto.h"
 
-#include "platform/system_calls.h"
+#include "scripted_call.h"
 #include "support.h"
 
 namespace {
@@ -113,10 +113,10 @@ NTSTATUS BCryptDestroyHash(BCRYPT_HASH_HANDLE hash) {
   EXPECT_EQ(hash, &script.hash);
   return record("destroy hash");
 }
-HANDLE GetProcessHeap() {
+SCRIPTED_CALL(HANDLE, GetProcessHeap, ()) {
   return &script;
 }
-void* HeapAlloc(HANDLE heap, DWORD, std::size_t size) {
+SCRIPTED_CALL(void*, HeapAlloc, (HANDLE heap, DWORD, std::size_t size)) {
   EXPECT_EQ(heap, &script);
   const std::string role = script.roles.at(script.blocks.size());
   if (record("allocate " + role) < 0) return nullptr;
@@ -125,13 +125,10 @@ void* HeapAlloc(HANDLE heap, DWORD, std::size_t size) {
   script.blocks[block] = role;
   return block;
 }
-BOOL HeapFree(HANDLE, DWORD, void* block) {
+SCRIPTED_CALL(BOOL, HeapFree, (HANDLE, DWORD, void* block)) {
   record("free " + script.blocks.at(block));
   std::free(block);
   return 1;
-}
-void* SecureZeroMemory(void* block, std::size_t size) {
-  return std::memset(block, 0, size);
 }
 
 namespace OMB {

@@ -4,23 +4,11 @@
 #include <cwchar>
 #include <string>
 
+#include "platform/stream_text.h"
 #include "platform/text.h"
 
 namespace OMB::console {
 namespace {
-
-// A C stream is narrow or wide from its first use on, and drops what comes in the other form.
-void write(std::FILE* stream, const std::string& text) {
-  flockfile(stream);
-  if (std::fwide(stream, 0) <= 0) {
-    std::fwrite(text.data(), 1, text.size(), stream);
-  } else {
-    for (const wchar_t character : to_wide(text)) {
-      if (std::fputwc(character, stream) == WEOF) std::fputwc(L'?', stream);  // not in this locale
-    }
-  }
-  funlockfile(stream);
-}
 
 std::string formatted(const char* format, std::va_list arguments) {
   std::va_list again;
@@ -51,21 +39,21 @@ std::wstring formatted(const wchar_t* format, std::va_list arguments) {
 void printOut(const char* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);
-  write(stdout, formatted(format, arguments));
+  writeText(stdout, formatted(format, arguments));
   va_end(arguments);
 }
 
 void printError(const char* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);
-  write(stderr, formatted(format, arguments));
+  writeText(stderr, formatted(format, arguments));
   va_end(arguments);
 }
 
 void printOut(const wchar_t* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);
-  write(stdout, to_utf8(formatted(format, arguments)));
+  writeText(stdout, to_utf8(formatted(format, arguments)));
   va_end(arguments);
 }
 

@@ -1,0 +1,9 @@
+#!/bin/sh
+# Runs one Windows program under Wine without a screen, sound or a menu.
+: "${WINEPREFIX:=${TMPDIR:-/tmp}/ombrel-wine}"
+export WINEPREFIX WINEDEBUG="${WINEDEBUG:--all}"
+export WINEDLLOVERRIDES="mscoree,mshtml,winemenubuilder.exe=d"
+export LC_ALL=C.UTF-8  # file names outside ASCII need it
+unset DISPLAY WAYLAND_DISPLAY
+mkdir -p "$WINEPREFIX"
+exec /usr/lib/wine/wine64 "$@"
