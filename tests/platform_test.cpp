@@ -6,6 +6,11 @@
 #include <functional>
 #include <stdexcept>
 
+#if defined(_WIN32)
+#include <fcntl.h>
+#include <io.h>
+#endif
+
 #include <gmock/gmock.h>
 
 #include "ombrel/platform/byte_vector.h"
@@ -250,6 +255,16 @@ TEST(Crypto, HashesPublishedVectors) {
   }
 }
 
+// Standard output as a wide stream, into what the parent of a death test reads.
+void makeStandardOutputWide() {
+#if defined(_WIN32)
+  if (_dup2(2, 1) != 0 || _setmode(1, _O_U8TEXT) == -1) std::_Exit(1);
+#else
+  // One that nobody has used yet, as the first use decides.
+  if (std::freopen("/dev/stderr", "w", stdout) == nullptr) std::_Exit(1);
+#endif
+}
+
 // One stream takes narrow and wide messages in any order, whatever the host made of it.
 TEST(Console, LosesNoMessage) {
   unsigned char byte = 0;
@@ -266,8 +281,7 @@ TEST(Console, LosesNoMessage) {
 
   EXPECT_EXIT(
       {
-        // A stream that nobody has used yet, into what the parent reads.
-        if (std::freopen("/dev/stderr", "w", stdout) == nullptr) std::_Exit(1);
+        makeStandardOutputWide();
         std::wprintf(L"wide\n");
         wideMessage();
         std::wprintf(L"wide again\n");
