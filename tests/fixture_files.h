@@ -3,41 +3,40 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <string>
 
-/// A folder of its own for a test, gone with it. Loaded libraries outlive their files.
+#include "library_suffix.h"
+#include "support.h"
+
+/// A folder of its own for a test, gone with it where the system removes loaded libraries.
 class FixtureFolder {
  public:
-  FixtureFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "ombrel-XXXXXX").string();
-    path_ = std::filesystem::canonical(mkdtemp(pattern.data()));
-  }
-  ~FixtureFolder() { std::filesystem::remove_all(path_); }
-  FixtureFolder(const FixtureFolder&) = delete;
-  FixtureFolder& operator=(const FixtureFolder&) = delete;
-
   std::string path() const { return path_.string(); }
   std::string path(const std::string& file) const { return (path_ / file).string(); }
 
   /// Copies a library that the build made, "whole" being libwhole.so, under the given file name.
   std::string add(const std::string& fixture, const std::string& file) const {
-    std::filesystem::copy_file(std::string(OMBREL_FIXTURES) + "/lib" + fixture + ".so",
-                               path_ / file);
+    std::filesystem::copy_file(OMBREL_FIXTURES "/lib" + fixture + SUFFIX, path_ / file);
     return path(file);
   }
   std::string add(const std::string& fixture) const {
-    return add(fixture, "lib" + fixture + ".so");
+    return add(fixture, "lib" + fixture + SUFFIX);
   }
 
   /// Writes a file with this content.
   std::string write(const std::string& file, const std::string& content) const {
-    std::ofstream(path_ / file, std::ios::binary) << content;
+    directory_.write(file, content);
     return path(file);
   }
 
+  /// Renames the file, since a loaded library can't be removed everywhere.
+  void takeAway(const std::string& file) const {
+    std::filesystem::rename(path_ / file, path_ / (file + ".away"));
+  }
+
  private:
-  std::filesystem::path path_;
+  OMB::test::TemporaryDirectory directory_;
+  std::filesystem::path path_ = std::filesystem::canonical(directory_.path());
 };
 
 /// What the fixtures have counted so far in this process: "FIXTURE_OPENED" or

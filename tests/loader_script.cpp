@@ -5,6 +5,7 @@
 #include <set>
 
 #include "platform/text.h"
+#include "scripted_call.h"
 
 namespace {
 
@@ -23,34 +24,34 @@ LoaderScript& loaderScript() {
   return script;
 }
 
-HMODULE LoadLibraryW(const wchar_t* fileName) {
+SCRIPTED_CALL(HMODULE, LoadLibraryW, (const wchar_t* fileName)) {
   const std::lock_guard lock(scriptMutex);
   LoaderScript& script = loaderScript();
   script.calls.push_back("load " + OMB::to_utf8(fileName) + " in " + script.directory);
   if (script.throws) throw std::bad_alloc();
   const auto found = script.results.find(fileName);
   if (!answer(found == script.results.end() ? ERROR_MOD_NOT_FOUND : found->second)) return nullptr;
-  return const_cast<std::wstring*>(&*modules.insert(fileName).first);
+  return reinterpret_cast<HMODULE>(const_cast<std::wstring*>(&*modules.insert(fileName).first));
 }
 
-FARPROC GetProcAddress(HMODULE module, const char* name) {
-  return std::string(name) == "there" ? module : nullptr;
+SCRIPTED_CALL(FARPROC, GetProcAddress, (HMODULE module, const char* name)) {
+  return std::string(name) == "there" ? reinterpret_cast<FARPROC>(module) : nullptr;
 }
 
-BOOL FreeLibrary(HMODULE module) {
+SCRIPTED_CALL(BOOL, FreeLibrary, (HMODULE module)) {
   const std::lock_guard lock(scriptMutex);
-  loaderScript().calls.push_back("free " + OMB::to_utf8(*static_cast<std::wstring*>(module)));
+  loaderScript().calls.push_back("free " + OMB::to_utf8(*reinterpret_cast<std::wstring*>(module)));
   return answer(loaderScript().closeResult);
 }
 
-DWORD GetModuleFileNameW(HMODULE /*module*/, wchar_t* fileName, DWORD size) {
+SCRIPTED_CALL(DWORD, GetModuleFileNameW, (HMODULE /*module*/, wchar_t* fileName, DWORD size)) {
   const std::lock_guard lock(scriptMutex);
   const std::wstring& path = loaderScript().modulePath;
   // A path that is too long fills the block, and has no terminator.
   return static_cast<DWORD>(path.copy(fileName, size));
 }
 
-DWORD GetDllDirectoryA(DWORD size, char* directory) {
+SCRIPTED_CALL(DWORD, GetDllDirectoryA, (DWORD size, char* directory)) {
   const std::string& current = loaderScript().directory;
   if (current.empty()) return 0;
   const auto length = static_cast<DWORD>(current.size());
@@ -59,7 +60,7 @@ DWORD GetDllDirectoryA(DWORD size, char* directory) {
   return length;
 }
 
-BOOL SetDllDirectoryA(const char* directory) {
+SCRIPTED_CALL(BOOL, SetDllDirectoryA, (const char* directory)) {
   LoaderScript& script = loaderScript();
   script.calls.push_back(directory == nullptr ? "set nothing" : "set " + std::string(directory));
   if (answer(script.setResult) == 0) return 0;

@@ -38,7 +38,7 @@ class TemporaryDirectory {
   /// Writes a file and returns its path.
   std::string write(std::string_view name, std::string_view contents) const {
     const std::string file = *this / name;
-    std::ofstream(file, std::ios::binary)
+    std::ofstream(path_ / name, std::ios::binary)  // by its path, as that is in UTF-8 everywhere
         .write(contents.data(), static_cast<std::streamsize>(contents.size()));
     return file;
   }

@@ -1,0 +1,11 @@
+// File names of libraries.
+#pragma once
+
+#include "platform/system_calls.h"
+
+/// The end of a library's file name, a literal to stand beside others: "name" SUFFIX, L"name" SUFFIX.
+#if defined(_WIN32)
+#define SUFFIX ".dll"
+#else
+#define SUFFIX ".so"
+#endif
