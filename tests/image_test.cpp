@@ -297,9 +297,13 @@ TEST(TransformImage, AllocatesPlanarFloatsFromBytesOrFloats) {
 TEST(TransformImage, AllocatesWithoutConvertingWhereASizeIsNotPositive) {
   const std::vector<std::array<int, 3>> valid = {{0, 2, 2},   {2, 0, 2},   {2, 2, 0},  {-2, 0, 2},
                                                  {-1, -2, 3}, {-1, 2, -3}, {2, -1, -3}};
-  const std::vector<std::array<int, 3>> refused = {
-      {-1, 2, 2},           {2, -1, 2}, {2, 2, -1}, {-1, -1, -1}, {1 << 16, 1 << 15, 1},
-      {1 << 16, 1 << 16, 4}};
+  const std::vector<std::array<int, 3>> refused = {{-1, 2, 2},
+                                                   {2, -1, 2},
+                                                   {2, 2, -1},
+                                                   {-1, -1, -1},
+                                                   {1 << 16, 1 << 15, 1},
+                                                   {1 << 15, 1 << 15, 3},
+                                                   {1 << 16, 1 << 16, 4}};
   for (const EFormat format : {EFormat::U8, EFormat::FP32}) {
     for (const auto& s : valid) {
       const std::unique_ptr<float[]> result(TransformImage(nullptr, s[0], s[1], s[2], format));
@@ -372,9 +376,11 @@ TEST(NNData, OwnsACopyOfWhatItIsGiven) {
     EXPECT_THROW(NNData(samples.data(), 3, -1, 2, CHW, type, false), std::bad_alloc);
     EXPECT_THROW(NNData(nullptr, 1 << 16, 1 << 15, 1, CHW, type, false), std::bad_alloc);
   }
-  const NNData odd(samples.data(), 3, 2, 2, CHW, static_cast<EDataType>(2), false);
-  EXPECT_EQ(odd.getData(), nullptr);
-  EXPECT_EQ(NNData(odd).getData(), nullptr);
+  for (const int width : {2, -2}) {
+    const NNData odd(samples.data(), 3, width, 2, CHW, static_cast<EDataType>(2), false);
+    EXPECT_EQ(odd.getData(), nullptr);
+    EXPECT_EQ(NNData(odd).getData(), nullptr);
+  }
 }
 
 TEST(NNData, ViewsLookAtTheCallersBufferAndSoDoTheirCopies) {

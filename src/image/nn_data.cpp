@@ -8,18 +8,26 @@
 namespace OMB {
 namespace {
 
-/// A new buffer for `count` elements of `type`, filled from `source` unless that is null. Null for
-/// a type that has no element size.
+/// The sizes of a block; their product is looked at only where something is allocated.
+struct Sizes {
+  std::int32_t channels;
+  std::int32_t width;
+  std::int32_t height;
+};
+
 template <typename T>
-void* AllocateArray(const void* source, std::size_t count) {
+void* AllocateArray(const void* source, const Sizes& sizes) {
+  const std::size_t count = ElementCount(sizes.channels, sizes.width, sizes.height);
   T* const buffer = new T[count];
   if (source != nullptr && count != 0) std::memcpy(buffer, source, count * sizeof(T));
   return buffer;
 }
 
-void* AllocateBuffer(const void* source, std::size_t count, EDataType type) {
-  if (type == EDataType::U8) return AllocateArray<unsigned char>(source, count);
-  if (type == EDataType::FP32) return AllocateArray<float>(source, count);
+/// A new buffer for elements of `type`, filled from `source` unless that is null. Null for a type
+/// that has no element size.
+void* AllocateBuffer(const void* source, const Sizes& sizes, EDataType type) {
+  if (type == EDataType::U8) return AllocateArray<unsigned char>(source, sizes);
+  if (type == EDataType::FP32) return AllocateArray<float>(source, sizes);
   return nullptr;
 }
 
@@ -43,8 +51,7 @@ NNData::NNData(void* source, std::int32_t channelCount, std::int32_t samplesInRo
       height(rowCount),
       isView(view),
       data(view ? source
-                : AllocateBuffer(source, ElementCount(channelCount, samplesInRow, rowCount),
-                                 elementType)) {}
+                : AllocateBuffer(source, {channelCount, samplesInRow, rowCount}, elementType)) {}
 
 NNData::NNData(const NNData& other)
     : layout(other.layout),
@@ -55,7 +62,7 @@ NNData::NNData(const NNData& other)
       isView(other.isView),
       data(other.data) {
   if (isView || data == nullptr) return;
-  data = AllocateBuffer(other.data, ElementCount(channels, width, height), type);
+  data = AllocateBuffer(other.data, {channels, width, height}, type);
 }
 
 NNData& NNData::operator=(const NNData& other) {

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <type_traits>
 
 #include "image/transform_plain.h"
@@ -104,6 +105,17 @@ constexpr ByteTable NarrowPixels() {
   return table;
 }
 
+/// Four interleaved pixels to one 32-bit lane a channel.
+template <std::size_t kChannels>
+constexpr ByteTable SplitPixels() {
+  ByteTable table{};
+  for (std::size_t k = 0; k < 16; ++k) {
+    const bool used = k / 4 < kChannels;
+    table.from[k] = used ? static_cast<std::uint8_t>(k % 4 * kChannels + k / 4) : kNone;
+  }
+  return table;
+}
+
 /// Byte j of lane i to byte i of lane j.
 constexpr ByteTable TransposeBytes() {
   ByteTable table{};
@@ -131,28 +143,36 @@ HWY_INLINE IntVec Truncate(FloatVec samples) {
 #endif
 }
 
-/// Low bytes of the lanes of a, b, c and d side by side.
-HWY_INLINE ByteVec JoinLowBytes(IntVec a, IntVec b, IntVec c, IntVec d) {
-  const IntVec low = hn::Set(Ints(), 0xFF);
-  const IntVec ab = hn::Or(hn::And(a, low), hn::ShiftLeft<8>(hn::And(b, low)));
-  const IntVec cd = hn::Or(hn::ShiftLeft<16>(hn::And(c, low)), hn::ShiftLeft<24>(d));
-  return hn::BitCast(Bytes(), hn::Or(ab, cd));
+/// Low bytes of the lanes of up to four vectors side by side: byte j of lane i is from vector j.
+/// What stands in the bytes of missing vectors is not said.
+template <std::size_t kVectors>
+HWY_INLINE ByteVec JoinLowBytes(const IntVec (&v)[kVectors]) {
+  const Bytes bytes;
+  const hn::Repartition<std::uint16_t, Bytes> words;
+  const auto pair = [bytes](IntVec even, IntVec odd) HWY_ATTR {
+    return hn::OddEven(hn::BitCast(bytes, hn::ShiftLeft<8>(odd)), hn::BitCast(bytes, even));
+  };
+  const ByteVec low = pair(v[0], v[1]);
+  if constexpr (kVectors == 2) {
+    return low;
+  } else {
+    ByteVec high = hn::BitCast(bytes, v[2]);
+    if constexpr (kVectors == 4) high = pair(v[2], v[3]);
+    const IntVec shifted = hn::ShiftLeft<16>(hn::BitCast(Ints(), high));
+    return hn::BitCast(bytes, hn::OddEven(hn::BitCast(words, shifted), hn::BitCast(words, low)));
+  }
 }
 
-/// Four vectors of floats, in order, to one of bytes.
-HWY_INLINE ByteVec Narrow(FloatVec a, FloatVec b, FloatVec c, FloatVec d) {
+/// Bytes of memory order from kVectors vectors of floats, in the front of a vector.
+template <std::size_t kVectors>
+HWY_INLINE ByteVec LoadNarrow(const float* src) {
   static constexpr ByteTable kTranspose = TransposeBytes();
   static constexpr LaneTable kGroup = GroupLanes();
-  return Permute(
-      Shuffle(JoinLowBytes(Truncate(a), Truncate(b), Truncate(c), Truncate(d)), kTranspose),
-      kGroup);
-}
-
-/// kBytes bytes of memory order from kBytes floats.
-HWY_INLINE ByteVec LoadNarrow(const float* src) {
-  const Floats d;
-  return Narrow(hn::LoadU(d, src), hn::LoadU(d, src + kFloats), hn::LoadU(d, src + 2 * kFloats),
-                hn::LoadU(d, src + 3 * kFloats));
+  IntVec v[kVectors];
+  for (std::size_t i = 0; i < kVectors; ++i) {
+    v[i] = Truncate(hn::LoadU(Floats(), src + i * kFloats));
+  }
+  return Permute(Shuffle(JoinLowBytes(v), kTranspose), kGroup);
 }
 
 HWY_INLINE FloatVec LoadWiden(const Byte* src) {
@@ -199,15 +219,17 @@ std::size_t VectorStraight(const S* src, D* dst, std::size_t count) {
       hn::StoreU(LoadWiden(src + i), Floats(), dst + i);
     }
   } else {
-    for (; count - i >= kBytes; i += kBytes) hn::StoreU(LoadNarrow(src + i), Bytes(), dst + i);
+    for (; count - i >= kBytes; i += kBytes) hn::StoreU(LoadNarrow<4>(src + i), Bytes(), dst + i);
   }
   return i;
 }
 
 template <std::size_t kChannels, std::size_t kChannel>
-HWY_INLINE void StoreChannels(ByteVec blocks, float* dst, std::size_t pixels) {
+HWY_INLINE void StoreChannels(const ByteVec (&blocks)[4], float* dst, std::size_t pixels) {
   static constexpr ByteTable kWiden = WidenChannel<kChannels, kChannel>();
-  hn::StoreU(Scale(hn::BitCast(Ints(), Shuffle(blocks, kWiden))), Floats(), dst);
+  for (std::size_t i = 0; i < 4; ++i) {
+    hn::StoreU(Scale(hn::BitCast(Ints(), Shuffle(blocks[i], kWiden))), Floats(), dst + i * kFloats);
+  }
   if constexpr (kChannel + 1 < kChannels) {
     StoreChannels<kChannels, kChannel + 1>(blocks, dst + pixels, pixels);
   }
@@ -219,26 +241,46 @@ template <std::size_t kChannels>
 std::size_t VectorToPlanar(const Byte* src, float* dst, std::size_t pixels) {
   static constexpr LaneTable kSpread = SpreadBlocks<kChannels>();
   std::size_t p = 0;
-  for (; (pixels - p) * kChannels >= kBytes; p += kFloats) {
-    const ByteVec blocks = Permute(hn::LoadU(Bytes(), src + p * kChannels), kSpread);
+  for (; (pixels - p) * kChannels >= kBytes + 3 * kFloats * kChannels; p += 4 * kFloats) {
+    ByteVec blocks[4];
+    for (std::size_t i = 0; i < 4; ++i) {
+      blocks[i] = Permute(hn::LoadU(Bytes(), src + (p + i * kFloats) * kChannels), kSpread);
+    }
     StoreChannels<kChannels, 0>(blocks, dst + p, pixels);
   }
   return p;
 }
 
+/// Stores the groups of a vector, one 16th, 8th or 4th of it each, to successive planes.
+template <std::size_t kChannels>
+HWY_INLINE void StoreGroups(ByteVec groups, Byte* dst, std::size_t pixels) {
+  const QuarterBytes d;
+  if constexpr (kBlocks == 4) {
+    const auto low = hn::LowerHalf(groups);
+    hn::StoreU(hn::LowerHalf(low), d, dst);
+    hn::StoreU(hn::UpperHalf(d, low), d, dst + pixels);
+    const auto high = hn::UpperHalf(hn::Half<Bytes>(), groups);
+    if constexpr (kChannels > 2) hn::StoreU(hn::LowerHalf(high), d, dst + 2 * pixels);
+    if constexpr (kChannels > 3) hn::StoreU(hn::UpperHalf(d, high), d, dst + 3 * pixels);
+  } else {
+    alignas(32) Byte all[kBytes];
+    hn::Store(groups, Bytes(), all);
+    for (std::size_t c = 0; c < kChannels; ++c) {
+      std::memcpy(dst + c * pixels, all + c * kFloats, kFloats);
+    }
+  }
+}
+
 template <std::size_t kChannels>
 std::size_t VectorToPlanar(const float* src, Byte* dst, std::size_t pixels) {
+  static constexpr ByteTable kSplit = SplitPixels<kChannels>();
+  static constexpr LaneTable kSpread = SpreadBlocks<kChannels>();
+  static constexpr LaneTable kGroup = GroupLanes();
   std::size_t p = 0;
-  for (; pixels - p >= kBytes; p += kBytes) {
-    Pixels<kChannels, FloatVec> quarter[4];
-    for (std::size_t i = 0; i < 4; ++i) {
-      quarter[i] = LoadPixels<kChannels>(Floats(), src + (p + i * kFloats) * kChannels);
-    }
-    for (std::size_t c = 0; c < kChannels; ++c) {
-      hn::StoreU(Narrow(quarter[0].channel[c], quarter[1].channel[c], quarter[2].channel[c],
-                        quarter[3].channel[c]),
-                 Bytes(), dst + c * pixels + p);
-    }
+  for (; pixels - p >= kFloats; p += kFloats) {
+    const ByteVec interleaved = LoadNarrow<kChannels>(src + p * kChannels);
+    const ByteVec split = Shuffle(Permute(interleaved, kSpread), kSplit);
+    StoreGroups<kChannels>(Permute(split, kGroup), dst + p, pixels);
   }
   return p;
 }
@@ -275,11 +317,11 @@ std::size_t VectorToInterleaved(const float* src, Byte* dst, std::size_t pixels)
   static constexpr LaneTable kGather = GatherBlocks<kChannels>();
   std::size_t p = 0;
   for (; (pixels - p) * kChannels >= kBytes; p += kFloats) {
-    IntVec v[4] = {hn::Zero(Ints()), hn::Zero(Ints()), hn::Zero(Ints()), hn::Zero(Ints())};
+    IntVec v[kChannels];
     for (std::size_t c = 0; c < kChannels; ++c) {
       v[c] = Truncate(hn::LoadU(Floats(), src + c * pixels + p));
     }
-    const ByteVec joined = JoinLowBytes(v[0], v[1], v[2], v[3]);
+    const ByteVec joined = JoinLowBytes(v);
     hn::StoreU(Permute(Shuffle(joined, kNarrow), kGather), Bytes(), dst + p * kChannels);
   }
   return p;

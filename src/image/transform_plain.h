@@ -6,14 +6,27 @@
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
+#if defined(__SSE__)
+#include <xmmintrin.h>
+#endif
 
 namespace OMB::ImageUtils {
 
 inline constexpr float kByteToFloat = 0x1.010102p-8F;  ///< the single nearest to 1/255
 inline constexpr float kFloatToByte = 255.0F;
 
-/// Value of one sample after conversion. A float becomes the low 8 bits of its truncated product;
-/// what no signed 32-bit integer holds becomes 0.
+/// The low 8 bits of a product truncated toward zero; 0 for what no signed 32-bit integer holds.
+inline unsigned char TruncateToByte(float product) {
+#if defined(__SSE__)
+  // For those the instruction gives the lowest integer, with 0 in its low 8 bits.
+  return static_cast<unsigned char>(_mm_cvttss_si32(_mm_set_ss(product)));
+#else
+  if (!(std::fabs(product) < 0x1p31F)) return 0;
+  return static_cast<unsigned char>(static_cast<std::int32_t>(product));
+#endif
+}
+
+/// Value of one sample after conversion.
 template <typename S, typename D>
 inline D ConvertSample(S sample) {
   if constexpr (std::is_same_v<S, D>) {
@@ -21,9 +34,7 @@ inline D ConvertSample(S sample) {
   } else if constexpr (std::is_same_v<D, float>) {
     return static_cast<float>(sample) * kByteToFloat;
   } else {
-    const float product = sample * kFloatToByte;
-    if (!(std::fabs(product) < 0x1p31F)) return 0;
-    return static_cast<unsigned char>(static_cast<std::int32_t>(product));
+    return TruncateToByte(sample * kFloatToByte);
   }
 }
 
@@ -33,15 +44,22 @@ void PlainStraight(const S* src, D* dst, std::size_t first, std::size_t count) {
   for (std::size_t i = first; i < count; ++i) dst[i] = ConvertSample<S, D>(src[i]);
 }
 
-/// HWC to CHW, of the pixels `first` to `pixels` - 1 of a block of `pixels`.
+/// HWC to CHW, of the pixels `first` to `pixels` - 1 of a block of `pixels`. Four pixels at a time,
+/// so that what is written comes in runs of four.
 template <typename S, typename D>
 void PlainToPlanar(const S* src, D* dst, std::size_t first, std::size_t pixels,
                    std::size_t channels) {
-  const S* sample = src + first * channels;
-  for (std::size_t p = first; p < pixels; ++p) {
-    D* out = dst + p;
-    for (std::size_t c = 0; c < channels; ++c, out += pixels) {
-      *out = ConvertSample<S, D>(*sample++);
+  std::size_t p = first;
+  for (; pixels - p >= 4; p += 4) {
+    const S* sample = src + p * channels;
+    for (std::size_t c = 0; c < channels; ++c, ++sample) {
+      D* const out = dst + c * pixels + p;
+      for (std::size_t i = 0; i < 4; ++i) out[i] = ConvertSample<S, D>(sample[i * channels]);
+    }
+  }
+  for (; p < pixels; ++p) {
+    for (std::size_t c = 0; c < channels; ++c) {
+      dst[c * pixels + p] = ConvertSample<S, D>(src[p * channels + c]);
     }
   }
 }
