@@ -92,7 +92,7 @@ TEST(Seal, IsWhatTheFrameworkDecrypts) {
   ByteVector key = fromHex(keyDigits);
   ByteVector iv(modelIv, modelIv + sizeof modelIv);
   ByteVector mask(keyMask, keyMask + sizeof keyMask);
-  for (std::size_t length : {0, 1, 2, 15, 16, 17, 31, 32, 33, 1 << 20, (1 << 20) + 5}) {
+  for (const std::size_t length : {0U, 1U, 2U, 15U, 16U, 17U, 31U, 32U, 33U, 1U << 20, 1048581U}) {
     std::string plain(length, '\0');
     std::iota(plain.begin(), plain.end(), '\1');
     PendingFile sealed(folder / "sealed");
