@@ -1,0 +1,372 @@
+// The backend beside the engine called directly: loading, making runners, running. Names are
+// SUBJECT/CASE/PEER.
+//
+//   backend_bench --demo FOLDER [--benchmark_...]
+//   backend_bench --demo FOLDER --peak ours|straight clear|sealed BASE   loads once; for its peak
+//   memory
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iostream>
+#include <memory>
+#include <random>
+#include <string>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+#include <openssl/evp.h>
+#include <openvino/openvino.hpp>
+
+#include "ombrel/model/entry_points.h"
+
+#include "build_constants.h"
+#include "files.h"
+#include "image_file.h"
+#include "paired.h"
+#include "runner_input.h"
+#include "seal_command.h"
+
+extern "C" OMB::INNModel* Create(OMB::ModelParams params);
+
+namespace OMB::bench {
+namespace {
+
+namespace fs = std::filesystem;
+
+const unsigned char kKey[16] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
+constexpr std::size_t kWeights = std::size_t{256} << 20;
+
+/// The files that the benchmarks work on, removed at the end.
+class Workspace {
+ public:
+  Workspace() {
+    fs::create_directories(folder);
+    std::ofstream(folder / "plugins.xml") << "<ie><plugins></plugins></ie>";
+  }
+  ~Workspace() { fs::remove_all(folder); }
+
+  std::string dataPath() const { return (folder / "").string(); }
+  std::string base(const char* name) const { return (folder / name).string(); }
+
+ private:
+  fs::path folder = fs::temp_directory_path() / ("ombrel-bench-" + std::to_string(getpid()));
+};
+
+ModelParams params(const std::string& base, unsigned char* key, const std::string& dataPath) {
+  Config config;
+  config.SetDataPath(dataPath);
+  return {base.c_str(), key, 16, config};
+}
+
+std::unique_ptr<INNModel> create(const std::string& base, bool sealed,
+                                 const std::string& dataPath) {
+  unsigned char key[16];
+  std::memcpy(key, kKey, sizeof(key));
+  std::unique_ptr<INNModel> model(Create(params(base, sealed ? key : nullptr, dataPath)));
+  if (!model->IsLoaded()) throw std::runtime_error(base + " did not load");
+  return model;
+}
+
+// A program without us, as one writes it: both files into vectors, decrypted into others.
+
+std::vector<unsigned char> readFile(const std::string& name) {
+  std::ifstream file(name, std::ios::binary | std::ios::ate);
+  std::vector<unsigned char> bytes(static_cast<std::size_t>(file.tellg()));
+  file.seekg(0).read(reinterpret_cast<char*>(bytes.data()),
+                     static_cast<std::streamsize>(bytes.size()));
+  return bytes;
+}
+
+std::vector<unsigned char> decrypt(const std::vector<unsigned char>& cipher) {
+  unsigned char key[16];
+  for (int i = 0; i < 16; ++i) key[i] = static_cast<unsigned char>(kKey[i] ^ keyMask[i]);
+  const std::unique_ptr<EVP_CIPHER_CTX, decltype(&EVP_CIPHER_CTX_free)> context(
+      EVP_CIPHER_CTX_new(), EVP_CIPHER_CTX_free);
+  EVP_DecryptInit_ex(context.get(), EVP_aes_128_cbc(), nullptr, key, modelIv);
+  std::vector<unsigned char> plain(cipher.size() + 16);
+  int length = 0;
+  int rest = 0;
+  EVP_DecryptUpdate(context.get(), plain.data(), &length, cipher.data(),
+                    static_cast<int>(cipher.size()));
+  EVP_DecryptFinal_ex(context.get(), plain.data() + length, &rest);
+  plain.resize(static_cast<std::size_t>(length + rest));
+  return plain;
+}
+
+void loadStraight(const std::string& base, bool sealed) {
+  std::vector<unsigned char> text = readFile(base + ".xml");
+  std::vector<unsigned char> weights = readFile(base + ".bin");
+  if (sealed) {
+    text = decrypt(text);
+    weights = decrypt(weights);
+  }
+  ov::Core core;
+  const ov::Tensor tensor(ov::element::u8, {weights.size()}, weights.data());
+  benchmark::DoNotOptimize(core.read_model(std::string(text.begin(), text.end()), tensor));
+}
+
+// A network of one matrix of the wanted size.
+void writeLargeModel(const std::string& base) {
+  constexpr std::size_t columns = kWeights / sizeof(float) / 1024;
+  const auto x = std::make_shared<ov::op::v0::Parameter>(ov::element::f32, ov::Shape{1, 1024});
+  std::vector<float> values(kWeights / sizeof(float));
+  std::minstd_rand random(1);
+  for (float& value : values) value = static_cast<float>(random() % 1000) / 1000;
+  const auto matrix = ov::op::v0::Constant::create(ov::element::f32, {1024, columns}, values);
+  const auto product = std::make_shared<ov::op::v0::MatMul>(x, matrix);
+  ov::save_model(std::make_shared<ov::Model>(ov::OutputVector{product}, ov::ParameterVector{x}),
+                 base + ".xml", false);
+}
+
+void seal(const std::string& base, const std::string& sealedBase) {
+  for (const char* extension : {".xml", ".bin"}) {
+    tool::PendingFile out(sealedBase + extension);
+    tool::sealFile(base + extension, out, ByteVector(kKey, kKey + 16));
+    out.finish();
+    out.commit();
+  }
+}
+
+// Peak memory of a process that does nothing but one load, in MiB.
+double peakOfLoad(const std::string& who, bool sealed, const std::string& base,
+                  const std::string& demo) {
+  const pid_t child = fork();
+  if (child == 0) {
+    execl("/proc/self/exe", "backend_bench", "--demo", demo.c_str(), "--peak", who.c_str(),
+          sealed ? "sealed" : "clear", base.c_str(), nullptr);
+    _exit(1);
+  }
+  rusage usage = {};
+  int status = 0;
+  wait4(child, &status, 0, &usage);
+  if (status != 0) throw std::runtime_error("a load for its peak memory failed");
+  return static_cast<double>(usage.ru_maxrss) / 1024;
+}
+
+void registerLoads(const Workspace& files, const std::string& demo) {
+  for (const bool sealed : {false, true}) {
+    const std::string base = files.base(sealed ? "sealed" : "large");
+    const std::string name =
+        std::string("create/256MiB_") + (sealed ? "sealed" : "clear") + "/straight";
+    benchmark::RegisterBenchmark(
+        name.c_str(),
+        [=, &files](benchmark::State& state) {
+          measurePair(
+              state, [&] { create(base, sealed, files.dataPath()); },
+              [&] { loadStraight(base, sealed); });
+          state.counters["ours_peak_MiB"] = peakOfLoad("ours", sealed, base, demo);
+          state.counters["peer_peak_MiB"] = peakOfLoad("straight", sealed, base, demo);
+        })
+        ->UseManualTime()
+        ->Iterations(9);
+  }
+}
+
+// The engine's own copy of a model, compiled as a runner's is.
+ov::CompiledModel compileBare(const std::string& base) {
+  ov::Core core;
+  return core.compile_model(core.read_model(base + ".xml", base + ".bin"), "CPU",
+                            ov::inference_num_threads(1));
+}
+
+// compile_model takes time of its own on the first calls after another core has gone; only the two
+// calls that a runner cannot do without are timed.
+void registerRunnerConstruction(const Workspace& files, const std::string& classifier) {
+  benchmark::RegisterBenchmark(
+      "create_runner/classifier/compile_model",
+      [&files, classifier](benchmark::State& state) {
+        const auto model = create(classifier, false, files.dataPath());
+        ov::Core reader;
+        const auto network = reader.read_model(classifier + ".xml", classifier + ".bin");
+        measurePair(
+            state, [&] { std::unique_ptr<INNRunner>(model->CreateRunner()); },
+            [&] {
+              ov::Core core(files.base("plugins.xml"));
+              core.register_plugin("openvino_intel_cpu_plugin", "OMBREL_CPU");
+              core.compile_model(network, "OMBREL_CPU", ov::inference_num_threads(1));
+            });
+      })
+      ->UseManualTime()
+      ->Iterations(25);
+}
+
+struct OursAndBare {
+  OursAndBare(const Workspace& files, const std::string& base)
+      : model(create(base, false, files.dataPath())),
+        runner(model->CreateRunner()),
+        bare(compileBare(base).create_infer_request()) {}
+
+  // The record that says: the input memory is filled already.
+  NNData filled() const {
+    return NNData(runner->GetInputBuffer(), 1, 1, 1, ImageUtils::ELayoutType::CHW, EDataType::FP32,
+                  true);
+  }
+
+  std::unique_ptr<INNModel> model;
+  std::unique_ptr<INNRunner> runner;
+  ov::InferRequest bare;
+};
+
+void fill(void* memory, std::size_t count) {
+  std::minstd_rand random(1);
+  auto* values = static_cast<float*>(memory);
+  for (std::size_t i = 0; i < count; ++i) values[i] = static_cast<float>(random() % 256) / 255;
+}
+
+// `batch` runs are one measurement: a single run of a tiny network is too short for the clock.
+void registerFilledRun(const Workspace& files, const std::string& base, const char* name, int batch,
+                       int iterations) {
+  benchmark::RegisterBenchmark((std::string("run_filled/") + name + "/bare_infer").c_str(),
+                               [=, &files](benchmark::State& state) {
+                                 OursAndBare both(files, base);
+                                 const ov::Tensor input = both.bare.get_input_tensor();
+                                 fill(both.runner->GetInputBuffer(), input.get_size());
+                                 fill(input.data(), input.get_size());
+                                 NNData image = both.filled();
+                                 measurePair(
+                                     state,
+                                     [&] {
+                                       for (int i = 0; i < batch; ++i)
+                                         benchmark::DoNotOptimize(both.runner->Run(&image));
+                                     },
+                                     [&] {
+                                       for (int i = 0; i < batch; ++i) both.bare.infer();
+                                     });
+                                 state.counters["ours_s"].value /= batch;
+                                 state.counters["peer_s"].value /= batch;
+                               })
+      ->UseManualTime()
+      ->Iterations(iterations);
+}
+
+// The peer converts inside its graph.
+ov::InferRequest preprocessingRequest(const std::string& base) {
+  ov::Core core;
+  ov::preprocess::PrePostProcessor steps(core.read_model(base + ".xml", base + ".bin"));
+  steps.input().tensor().set_element_type(ov::element::u8).set_layout("NHWC");
+  steps.input().preprocess().convert_element_type(ov::element::f32).scale(255);
+  steps.input().model().set_layout("NCHW");
+  return core.compile_model(steps.build(), "CPU", ov::inference_num_threads(1))
+      .create_infer_request();
+}
+
+void registerPhotoRun(const Workspace& files, const std::string& demo) {
+  benchmark::RegisterBenchmark(
+      "run_photo/classifier/engine_preprocessing",
+      [=, &files](benchmark::State& state) {
+        OursAndBare both(files, demo + "/classifier");
+        ov::InferRequest peer = preprocessingRequest(demo + "/classifier");
+        const tool::Image photo = tool::readImage(demo + "/chelsea.ppm");
+        NNData image = tool::makeInput(photo, tool::InputForm::U8Hwc, *both.runner);
+        measurePair(
+            state, [&] { benchmark::DoNotOptimize(both.runner->Run(&image)); },
+            [&] {
+              std::memcpy(peer.get_input_tensor().data(), photo.samples.data(),
+                          photo.samples.size());
+              peer.infer();
+            });
+      })
+      ->UseManualTime()
+      ->Iterations(300);
+}
+
+// Lets `count` threads each work through its share, and returns when all have.
+void inThreads(int count, const std::function<void(int)>& work) {
+  std::vector<std::thread> threads;
+  for (int i = 0; i < count; ++i) threads.emplace_back(work, i);
+  for (std::thread& thread : threads) thread.join();
+}
+
+void registerThreads(const Workspace& files, const std::string& classifier, int count) {
+  const std::string name = "throughput/" + std::to_string(count) + "_runners/bare_requests";
+  benchmark::RegisterBenchmark(name.c_str(),
+                               [=, &files](benchmark::State& state) {
+                                 constexpr int runs = 16;
+                                 std::vector<OursAndBare> all;
+                                 for (int i = 0; i < count; ++i)
+                                   all.emplace_back(files, classifier);
+                                 measurePair(
+                                     state,
+                                     [&] {
+                                       inThreads(count, [&](int i) {
+                                         NNData image = all[static_cast<std::size_t>(i)].filled();
+                                         for (int run = 0; run < runs; ++run)
+                                           all[static_cast<std::size_t>(i)].runner->Run(&image);
+                                       });
+                                     },
+                                     [&] {
+                                       inThreads(count, [&](int i) {
+                                         for (int run = 0; run < runs; ++run)
+                                           all[static_cast<std::size_t>(i)].bare.infer();
+                                       });
+                                     });
+                                 state.counters["ours_s"].value /= runs * count;
+                                 state.counters["peer_s"].value /= runs * count;
+                               })
+      ->UseManualTime()
+      ->Iterations(count > 2 ? 15 : 31);
+}
+
+// y = x + x over three numbers.
+void writeTinyModel(const std::string& base) {
+  const auto x = std::make_shared<ov::op::v0::Parameter>(ov::element::f32, ov::Shape{1, 3});
+  const auto sum = std::make_shared<ov::op::v1::Add>(x, x);
+  ov::save_model(std::make_shared<ov::Model>(ov::OutputVector{sum}, ov::ParameterVector{x}),
+                 base + ".xml", false);
+  std::ofstream(base + ".bin") << 'w';
+}
+
+int loadForPeak(const std::string& who, bool sealed, const std::string& base) {
+  if (who == "straight") {
+    loadStraight(base, sealed);
+  } else {
+    create(base, sealed, (fs::path(base).parent_path() / "").string());
+  }
+  return 0;
+}
+
+int main(std::vector<char*> arguments) {
+  if (arguments.size() < 3 || std::string(arguments[1]) != "--demo") {
+    std::cerr << "usage: backend_bench --demo FOLDER [--benchmark_...]\n";
+    return 2;
+  }
+  const std::string demo = arguments[2];
+  if (arguments.size() == 7 && std::string(arguments[3]) == "--peak") {
+    return loadForPeak(arguments[4], std::string(arguments[5]) == "sealed", arguments[6]);
+  }
+
+  const Workspace files;
+  writeLargeModel(files.base("large"));
+  seal(files.base("large"), files.base("sealed"));
+  writeTinyModel(files.base("tiny"));
+  registerLoads(files, demo);
+  registerRunnerConstruction(files, demo + "/classifier");
+  registerFilledRun(files, demo + "/classifier", "classifier", 1, 300);
+  registerFilledRun(files, files.base("tiny"), "one_node", 1000, 100);
+  registerPhotoRun(files, demo);
+  for (const int count : {1, 2, 4}) registerThreads(files, demo + "/classifier", count);
+
+  arguments.erase(arguments.begin() + 1, arguments.begin() + 3);
+  int count = static_cast<int>(arguments.size());
+  benchmark::Initialize(&count, arguments.data());
+  benchmark::RunSpecifiedBenchmarks();
+  return 0;
+}
+
+}  // namespace
+}  // namespace OMB::bench
+
+int main(int count, char** arguments) {
+  try {
+    return OMB::bench::main({arguments, arguments + count});
+  } catch (const std::exception& failure) {
+    std::cerr << "backend_bench: " << failure.what() << '\n';
+    return 1;
+  }
+}

@@ -1,0 +1,51 @@
+// Two ways to do one thing, measured in turns, so that what disturbs the machine disturbs both.
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+
+namespace OMB::bench {
+
+inline double secondsOf(const auto& call) {
+  const auto start = std::chrono::steady_clock::now();
+  call();
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+inline double median(std::vector<double> values) {
+  std::nth_element(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2),
+                   values.end());
+  return values[values.size() / 2];
+}
+
+/// Runs `ours` and `peer` alternately for as long as the benchmark asks. Reports as counters the
+/// median seconds of each and the median of the ratios of neighbours, ours to the peer's.
+void measurePair(benchmark::State& state, const auto& ours, const auto& peer) {
+  ours();  // neither pays for what only a first call does
+  peer();
+  std::vector<double> oursSeconds;
+  std::vector<double> peerSeconds;
+  std::vector<double> ratios;
+  bool oursFirst = false;
+  for (auto iteration : state) {
+    (void)iteration;
+    oursFirst = !oursFirst;
+    double first = oursFirst ? secondsOf(ours) : secondsOf(peer);
+    double second = oursFirst ? secondsOf(peer) : secondsOf(ours);
+    if (!oursFirst) std::swap(first, second);
+    oursSeconds.push_back(first);
+    peerSeconds.push_back(second);
+    ratios.push_back(first / second);
+    state.SetIterationTime(first + second);
+  }
+  state.counters["ours_s"] = median(oursSeconds);
+  state.counters["peer_s"] = median(peerSeconds);
+  state.counters["ratio"] = median(ratios);
+}
+
+}  // namespace OMB::bench
