@@ -304,6 +304,13 @@ TEST_F(Program, AcceptsTheLibraryOfTheManifestOnly) {
   EXPECT_EQ(run("run net a.ppm --size 4x2 --plugin m.json"), ExitCode::Success) << error;
 }
 
+TEST_F(Program, SealsAPair) {
+  EXPECT_EQ(run("seal net new --key " + keyDigits), ExitCode::Success) << error;
+  EXPECT_EQ(contentsOf(folder / "new.xml").size(), 16U);
+  EXPECT_EQ(contentsOf(folder / "new.bin"), contentsOf(folder / "new.xml"));
+  EXPECT_THAT(out + error, Not(HasSubstr(keyDigits)));
+}
+
 TEST_F(Program, MeasuresSeveralRunners) {
   EXPECT_EQ(run("bench net --size 4x2 --plugin m.json --runners 3 --seconds 0.05 --json j"),
             ExitCode::Success)
