@@ -21,6 +21,10 @@
 
 #include <benchmark/benchmark.h>
 #include <openssl/evp.h>
+#include <openvino/op/add.hpp>
+#include <openvino/op/constant.hpp>
+#include <openvino/op/matmul.hpp>
+#include <openvino/op/parameter.hpp>
 #include <openvino/openvino.hpp>
 
 #include "ombrel/model/entry_points.h"
@@ -225,7 +229,7 @@ void registerFilledRun(const Workspace& files, const std::string& base, const ch
   benchmark::RegisterBenchmark((std::string("run_filled/") + name + "/bare_infer").c_str(),
                                [=, &files](benchmark::State& state) {
                                  OursAndBare both(files, base);
-                                 const ov::Tensor input = both.bare.get_input_tensor();
+                                 ov::Tensor input = both.bare.get_input_tensor();
                                  fill(both.runner->GetInputBuffer(), input.get_size());
                                  fill(input.data(), input.get_size());
                                  NNData image = both.filled();

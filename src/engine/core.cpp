@@ -1,6 +1,8 @@
+#include <filesystem>
 #include <optional>
 
 #include <openvino/core/preprocess/pre_post_process.hpp>
+#include <openvino/core/version.hpp>
 #include <openvino/runtime/core.hpp>
 
 #include "ombrel/platform/byte_vector.h"
@@ -9,6 +11,7 @@
 #include "engine/cnn_network_impl.h"
 #include "engine/engine_call.h"
 #include "engine/executable_network_impl.h"
+#include "platform/module_path.h"
 
 namespace InferenceEngine {
 namespace {
@@ -81,6 +84,15 @@ void addPorts(Ports& ports, const std::vector<std::string>& names, const std::ve
   for (std::size_t i = 0; i < names.size(); ++i) ports.emplace(names[i], found.at(i));
 }
 
+// The engine looks for a bare name in the current folder before its own, where anybody could have
+// put a library of that name: the one beside the runtime is named in full.
+std::string cpuPlugin() {
+  const auto inRuntime = reinterpret_cast<const void*>(&ov::get_openvino_version);
+  const std::filesystem::path file = std::filesystem::path(OMB::modulePath(inRuntime))
+                                         .replace_filename("libopenvino_intel_cpu_plugin.so");
+  return std::filesystem::exists(file) ? file.string() : "openvino_intel_cpu_plugin";
+}
+
 ov::AnyMap settings(const std::map<std::string, std::string>& config) {
   ov::AnyMap result;
   for (const auto& [key, value] : config) {
@@ -110,8 +122,7 @@ Core::Core(const std::string& pluginList)
 
 void Core::RegisterPlugin(const std::string& plugin, const std::string& device) {
   engineCall([&] {
-    impl_->core.register_plugin(plugin == "MKLDNNPlugin" ? "openvino_intel_cpu_plugin" : plugin,
-                                device);
+    impl_->core.register_plugin(plugin == "MKLDNNPlugin" ? cpuPlugin() : plugin, device);
   });
 }
 
