@@ -57,7 +57,9 @@ TEST_F(LoaderTest, FindsAFileByItsPathAndByTheSearchDirectory) {
   HMODULE relative = load("./" + name);
   std::filesystem::current_path(before);
   EXPECT_EQ(fileOf(relative), path);
-  EXPECT_NE(FreeLibrary(relative), 0);
+  EXPECT_EQ(load(name), relative);
+  EXPECT_EQ(fileOf(relative), path);
+  EXPECT_TRUE(FreeLibrary(relative) != 0 && FreeLibrary(relative) != 0);
 }
 
 TEST_F(LoaderTest, AModuleInTheProcessComesBeforeAnyFolder) {

@@ -1,5 +1,7 @@
 // Dependencies and their digests, plug-ins and their manager, with real libraries.
+#include <algorithm>
 #include <atomic>
+#include <barrier>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
@@ -254,7 +256,10 @@ TEST_F(PluginTest, ADynamicPluginLoadsTestsAndInitializes) {
     EXPECT_NE(each->GetInitializeMethod(), nullptr);
   }
   EXPECT_EQ(plugin.GetName(), name);
-  EXPECT_STREQ(plugin.GetLoaderName(), "");
+  const std::unique_ptr<Plugin> hollow(plugin.Clone());
+  for (Plugin* each : {static_cast<Plugin*>(&plugin), hollow.get()}) {
+    EXPECT_STREQ(static_cast<DynamicPlugin*>(each)->GetLoaderName(), "");
+  }
   EXPECT_EQ(capture([&] { return plugin.GetCreateMethod() != nullptr; }).code, 0);
   plugin = std::move(moved);
   EXPECT_STREQ(moved.GetLoaderName(), "");
@@ -289,6 +294,7 @@ class ProbePlugin : public Plugin {
     std::atomic<int> alive{0};
     int code = PLUGIN_OK;
     bool cloneThrows = false;
+    const ProbePlugin* becomes = nullptr;  // by its load
   };
 
   ProbePlugin(const char* pluginName, Record& record)
@@ -303,6 +309,7 @@ class ProbePlugin : public Plugin {
   InitializeFunction GetInitializeMethod() const override { return nullptr; }
   int Load(std::string directory) override {
     record_.directories.push_back(std::move(directory));
+    if (record_.becomes != nullptr) Plugin::operator=(*record_.becomes);
     return record_.code;
   }
   Plugin* Clone() const override {
@@ -339,12 +346,18 @@ TEST(PluginManager, LoadsEachNameOnce) {
     EXPECT_EQ(manager.Load(otherCase), PLUGIN_OK);
     EXPECT_THAT(record.directories, testing::ElementsAre("./", "./", "", "later"));
     EXPECT_EQ(record.alive, 4);
+    // As when another thread was first with the name: the first clone stays, the new one goes.
+    ProbePlugin late("late", record);
+    record.becomes = &same;
+    EXPECT_EQ(manager.Load(late), PLUGIN_OK);
+    EXPECT_EQ(record.alive, 5);
   }
   EXPECT_EQ(record.alive, 0);
 }
 
 TEST_F(PluginTest, ThreadsLoadOneNameAndManyNames) {
-  constexpr int threadCount = 4;
+  constexpr int threadCount = 4, roundCount = 100;
+  std::barrier round(threadCount);  // so that some come to one name at the same moment
   const std::string directories[] = {folder.path(), folder.path() + "/" + std::string(300, '/')};
   folder.add("whole", "shared" SUFFIX);
   for (int i = 0; i < threadCount; ++i) folder.add("whole", "own" + std::to_string(i) + SUFFIX);
@@ -358,18 +371,18 @@ TEST_F(PluginTest, ThreadsLoadOneNameAndManyNames) {
       const std::string own = "own" + std::to_string(i);
       DynamicPlugin sharedPlugin("shared", "Initialize", "Create", "", none);
       DynamicPlugin ownPlugin(own.c_str(), "Initialize", "Create", "", none);
-      for (int round = 0; round < 20; ++round) {
-        ProbePlugin probe(("probe" + std::to_string(round)).c_str(), record);
-        manager.SetPluginsDirectory(directories[round % 2].c_str());
-        failures += manager.Load(sharedPlugin) != PLUGIN_OK ||
-                    manager.Load(ownPlugin) != PLUGIN_OK || manager.Load(probe) != PLUGIN_OK ||
-                    !manager.IsLoaded(probe);
+      for (int number = 0; number < roundCount; ++number) {
+        ProbePlugin probe(("probe" + std::to_string(number)).c_str(), record);
+        manager.SetPluginsDirectory(directories[number % 2].c_str());
+        round.arrive_and_wait();
+        failures += manager.Load(probe) != PLUGIN_OK || manager.Load(sharedPlugin) != PLUGIN_OK ||
+                    manager.Load(ownPlugin) != PLUGIN_OK || !manager.IsLoaded(probe);
       }
     });
   }
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(failures, 0);
-  EXPECT_EQ(record.alive, 20);
+  EXPECT_EQ(record.alive, roundCount);
   for (const std::string& directory : record.directories) {
     EXPECT_TRUE(directory == directories[0] || directory == directories[1]) << directory;
   }
