@@ -93,6 +93,13 @@ TEST(ByteVector, UnusedMemoryIsZeroAndWhatWasHeldIsWiped) {
     EXPECT_EQ(bytes.data(), memory);
     EXPECT_EQ(bytes.front(), 7);
     EXPECT_EQ(bytes.back(), 0);
+    bytes.resize(size / 3, 7);
+    bytes.back() = 5;
+    releaseUnused(bytes);
+    EXPECT_EQ(bytes.back(), 5);
+    bytes.resize(size);
+    EXPECT_EQ(std::count(bytes.begin() + static_cast<std::ptrdiff_t>(size / 3), bytes.end(), 0),
+              static_cast<std::ptrdiff_t>(size - size / 3));
     bytes.insert(bytes.begin(), 9);
     EXPECT_EQ(bytes.size(), size + 1);
     EXPECT_EQ(bytes[1], 7);

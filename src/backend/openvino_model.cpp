@@ -52,12 +52,19 @@ ByteVector decrypted(ByteVector& cipher, std::int64_t size, ByteVector& key) {
                                static_cast<int>(key.size()));
 }
 
-IE::Blob::Ptr weightsBlob(const ByteVector& weights) {
+// Copies the weights from the last to the first, and gives back their memory on the way: what may
+// be hundreds of megabytes never stands in memory twice.
+IE::Blob::Ptr weightsBlob(ByteVector& weights) {
+  constexpr std::size_t kPart = std::size_t{4} << 20;
   const auto blob = IE::make_shared_blob<unsigned char>(
       IE::TensorDesc(IE::Precision::U8, {weights.size()}, IE::Layout::C));
   blob->allocate();
-  if (!weights.empty()) {
-    std::memcpy(blob->wmap().as<unsigned char*>(), weights.data(), weights.size());
+  auto* const memory = blob->wmap().as<unsigned char*>();
+  while (!weights.empty()) {
+    const std::size_t start = (weights.size() - 1) / kPart * kPart;
+    std::memcpy(memory + start, weights.data() + start, weights.size() - start);
+    weights.resize(start);
+    releaseUnused(weights);
   }
   return blob;
 }

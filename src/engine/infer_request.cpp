@@ -1,3 +1,6 @@
+#include <map>
+#include <string>
+
 #include <openvino/runtime/infer_request.hpp>
 
 #include "engine/engine_call.h"
@@ -8,6 +11,9 @@ namespace InferenceEngine {
 struct InferRequest::Impl {
   ov::InferRequest request;
   std::shared_ptr<const Ports> ports;
+  /// Blobs fetched before. The memory of a port stays where it is, unless its shape is only settled
+  /// by the inference, and fetching a tensor costs more than a small network takes.
+  std::map<std::string, Blob::Ptr> fetched = {};
 };
 
 InferRequest ExecutableNetwork::CreateInferRequest() const {
@@ -22,10 +28,15 @@ InferRequest ExecutableNetwork::CreateInferRequest() const {
 
 Blob::Ptr InferRequest::GetBlob(const std::string& name) const {
   if (impl_ == nullptr) throw GeneralError("The request is empty");
+  const auto known = impl_->fetched.find(name);
+  if (known != impl_->fetched.end()) return known->second;
   const auto port = impl_->ports->find(name);
   if (port == impl_->ports->end()) throw GeneralError("No input or output is named '" + name + "'");
-  return engineCall(
-      [&] { return std::make_shared<Blob>(impl_->request.get_tensor(port->second)); });
+  return engineCall([&] {
+    const auto blob = std::make_shared<Blob>(impl_->request.get_tensor(port->second));
+    if (port->second.get_partial_shape().is_static()) impl_->fetched.emplace(name, blob);
+    return blob;
+  });
 }
 
 void InferRequest::Infer() {

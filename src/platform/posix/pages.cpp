@@ -12,8 +12,9 @@ void unmap(char* first, const char* last) noexcept {
   if (first != last) munmap(first, static_cast<std::size_t>(last - first));
 }
 
+constexpr std::size_t kPage = 4096;
+
 std::size_t wholePages(std::size_t size) noexcept {
-  constexpr std::size_t kPage = 4096;
   return (size + kPage - 1) & ~(kPage - 1);
 }
 
@@ -39,6 +40,14 @@ void* allocatePages(std::size_t size) noexcept {
 
 void releasePages(void* block, std::size_t size) noexcept {
   munmap(block, wholePages(size));
+}
+
+void discardPages(void* part, std::size_t size) noexcept {
+  const auto address = reinterpret_cast<std::uintptr_t>(part);
+  const std::size_t first = wholePages(address);
+  const std::size_t last = (address + size) & ~(kPage - 1);
+  if (first < last)
+    madvise(static_cast<char*>(part) + (first - address), last - first, MADV_DONTNEED);
 }
 
 }  // namespace OMB

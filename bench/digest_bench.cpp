@@ -1,0 +1,84 @@
+// The digest test of a large library beside the command line tool that everybody has.
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <unistd.h>
+
+#include <benchmark/benchmark.h>
+
+#include "ombrel/platform/crypto.h"
+#include "ombrel/platform/file_utils.h"
+#include "ombrel/plugin/hash_checker.h"
+
+#include "paired.h"
+
+namespace OMB::bench {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::size_t kSize = std::size_t{256} << 20;
+
+/// A real library with so much behind its last section that the file has the wanted size.
+class LargeLibrary {
+ public:
+  LargeLibrary() {
+    fs::copy_file(OMBREL_SMALL_LIBRARY, path);
+    std::ofstream file(path, std::ios::binary | std::ios::app);
+    std::minstd_rand random(1);
+    std::string block(std::size_t{1} << 20, '\0');
+    for (char& byte : block) byte = static_cast<char>(random());
+    for (std::size_t left = kSize - fs::file_size(path); left > 0;) {
+      const std::size_t part = std::min(left, block.size());
+      file.write(block.data(), static_cast<std::streamsize>(part));
+      left -= part;
+    }
+  }
+  ~LargeLibrary() { fs::remove(path); }
+
+  const fs::path path =
+      fs::temp_directory_path() / ("ombrel-bench-" + std::to_string(getpid()) + ".so");
+};
+
+Repository<Dependency> dependencyOn(const fs::path& file) {
+  ByteVector bytes(kSize);
+  Utility::readAllFile(file.string(), bytes.data(), bytes.size());
+  Repository<Dependency> list;
+  list.Add(Dependency(file.c_str(), {{Crypto::hashBuffer(bytes.data(), kSize), 0, kSize}}));
+  return list;
+}
+
+void registerCheck(const LargeLibrary& library) {
+  benchmark::RegisterBenchmark("check/256MiB_library/openssl_dgst",
+                               [&library](benchmark::State& state) {
+                                 const Repository<Dependency> list = dependencyOn(library.path);
+                                 const HashChecker checker;
+                                 const std::string command = "openssl dgst -sha256 " +
+                                                             library.path.string() + " >/dev/null";
+                                 measurePair(
+                                     state,
+                                     [&] {
+                                       if (checker.Check(list, ".") != PLUGIN_OK)
+                                         throw std::runtime_error("the library was refused");
+                                     },
+                                     [&] {
+                                       if (std::system(command.c_str()) != 0)
+                                         throw std::runtime_error("openssl failed");
+                                     });
+                               })
+      ->UseManualTime()
+      ->Iterations(15);
+}
+
+}  // namespace
+}  // namespace OMB::bench
+
+int main(int count, char** arguments) {
+  const OMB::bench::LargeLibrary library;
+  OMB::bench::registerCheck(library);
+  benchmark::Initialize(&count, arguments);
+  benchmark::RunSpecifiedBenchmarks();
+}

@@ -1,0 +1,3 @@
+extern "C" int answer() {
+  return 42;
+}
