@@ -251,7 +251,7 @@ std::size_t VectorToPlanar(const Byte* src, float* dst, std::size_t pixels) {
   return p;
 }
 
-/// Stores the groups of a vector, one 16th, 8th or 4th of it each, to successive planes.
+/// Stores the quarters of a vector to successive planes.
 template <std::size_t kChannels>
 HWY_INLINE void StoreGroups(ByteVec groups, Byte* dst, std::size_t pixels) {
   const QuarterBytes d;
@@ -263,8 +263,8 @@ HWY_INLINE void StoreGroups(ByteVec groups, Byte* dst, std::size_t pixels) {
     if constexpr (kChannels > 2) hn::StoreU(hn::LowerHalf(high), d, dst + 2 * pixels);
     if constexpr (kChannels > 3) hn::StoreU(hn::UpperHalf(d, high), d, dst + 3 * pixels);
   } else {
-    alignas(32) Byte all[kBytes];
-    hn::Store(groups, Bytes(), all);
+    Byte all[kBytes];
+    hn::StoreU(groups, Bytes(), all);
     for (std::size_t c = 0; c < kChannels; ++c) {
       std::memcpy(dst + c * pixels, all + c * kFloats, kFloats);
     }
