@@ -64,16 +64,20 @@ void PlainToPlanar(const S* src, D* dst, std::size_t first, std::size_t pixels,
   }
 }
 
-/// CHW to HWC, of the pixels `first` to `pixels` - 1 of a block of `pixels`.
+/// CHW to HWC likewise, plane by plane. The runs of four also keep the compiler from exchanging the
+/// loops, which takes twice the time; where samples widen they do not pay.
 template <typename S, typename D>
 void PlainToInterleaved(const S* src, D* dst, std::size_t first, std::size_t pixels,
                         std::size_t channels) {
+  constexpr std::size_t kRun = sizeof(S) < sizeof(D) ? 1 : 4;
   for (std::size_t c = 0; c < channels; ++c) {
     const S* const plane = src + c * pixels;
     D* out = dst + first * channels + c;
-    for (std::size_t p = first; p < pixels; ++p, out += channels) {
-      *out = ConvertSample<S, D>(plane[p]);
+    std::size_t p = first;
+    for (; pixels - p >= kRun; p += kRun, out += kRun * channels) {
+      for (std::size_t i = 0; i < kRun; ++i) out[i * channels] = ConvertSample<S, D>(plane[p + i]);
     }
+    for (; p < pixels; ++p, out += channels) *out = ConvertSample<S, D>(plane[p]);
   }
 }
 
