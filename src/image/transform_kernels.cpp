@@ -224,10 +224,14 @@ std::size_t VectorStraight(const S* src, D* dst, std::size_t count) {
   return i;
 }
 
-template <std::size_t kChannels, std::size_t kChannel>
-HWY_INLINE void StoreChannels(const ByteVec (&blocks)[4], float* dst, std::size_t pixels) {
+/// As many vectors as the registers hold: the fewer the changes from plane to plane, the better the
+/// caches take planes that lie unluckily to each other.
+constexpr std::size_t kLongRun = HWY_TARGET == HWY_AVX3 ? 16 : 8;
+
+template <std::size_t kChannels, std::size_t kChannel, std::size_t kRun>
+HWY_INLINE void StoreChannels(const ByteVec (&blocks)[kRun], float* dst, std::size_t pixels) {
   static constexpr ByteTable kWiden = WidenChannel<kChannels, kChannel>();
-  for (std::size_t i = 0; i < 4; ++i) {
+  for (std::size_t i = 0; i < kRun; ++i) {
     hn::StoreU(Scale(hn::BitCast(Ints(), Shuffle(blocks[i], kWiden))), Floats(), dst + i * kFloats);
   }
   if constexpr (kChannel + 1 < kChannels) {
@@ -235,20 +239,27 @@ HWY_INLINE void StoreChannels(const ByteVec (&blocks)[4], float* dst, std::size_
   }
 }
 
-/// Bytes to floats: a vector of bytes holds more than is used of it, and is read whole all the
-/// same.
-template <std::size_t kChannels>
-std::size_t VectorToPlanar(const Byte* src, float* dst, std::size_t pixels) {
+/// Bytes to floats from pixel p on, kRun vectors of a plane at a time. A vector of bytes holds more
+/// than is used of it, and is read whole all the same. Returns the first pixel that is left over.
+template <std::size_t kChannels, std::size_t kRun>
+HWY_INLINE std::size_t RunsToPlanar(const Byte* src, float* dst, std::size_t p,
+                                    std::size_t pixels) {
   static constexpr LaneTable kSpread = SpreadBlocks<kChannels>();
-  std::size_t p = 0;
-  for (; (pixels - p) * kChannels >= kBytes + 3 * kFloats * kChannels; p += 4 * kFloats) {
-    ByteVec blocks[4];
-    for (std::size_t i = 0; i < 4; ++i) {
+  constexpr std::size_t kRead = kBytes + (kRun - 1) * kFloats * kChannels;
+  for (; (pixels - p) * kChannels >= kRead; p += kRun * kFloats) {
+    ByteVec blocks[kRun];
+    for (std::size_t i = 0; i < kRun; ++i) {
       blocks[i] = Permute(hn::LoadU(Bytes(), src + (p + i * kFloats) * kChannels), kSpread);
     }
     StoreChannels<kChannels, 0>(blocks, dst + p, pixels);
   }
   return p;
+}
+
+template <std::size_t kChannels>
+std::size_t VectorToPlanar(const Byte* src, float* dst, std::size_t pixels) {
+  const std::size_t p = RunsToPlanar<kChannels, kLongRun>(src, dst, 0, pixels);
+  return RunsToPlanar<kChannels, 1>(src, dst, p, pixels);
 }
 
 /// Stores the quarters of a vector to successive planes.
