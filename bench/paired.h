@@ -48,4 +48,13 @@ void measurePair(benchmark::State& state, const auto& ours, const auto& peer) {
   state.counters["ratio"] = median(ratios);
 }
 
+/// The least that the machine needs for the part of the work that can't be left out, as a third
+/// counter.
+void measureLimit(benchmark::State& state, const auto& call) {
+  call();
+  std::vector<double> seconds;
+  for (int i = 0; i < 5; ++i) seconds.push_back(secondsOf(call));
+  state.counters["limit_s"] = median(seconds);
+}
+
 }  // namespace OMB::bench
