@@ -1,6 +1,7 @@
 // The configuration record, its file and the names of the backends.
 #include "ombrel/model/config.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -59,6 +60,11 @@ class ConfigTest : public testing::Test {
     return GetCapturedStdout();
   }
 
+  static std::string withSlashes(std::string path) {
+    std::replace(path.begin(), path.end(), '\\', '/');
+    return path;
+  }
+
   std::string state() const {
     return std::to_string(config.GetBackend()) + "," + std::to_string(config.GetThreadCount()) +
            "," + config.GetDataPath();
@@ -73,7 +79,12 @@ class ConfigTest : public testing::Test {
 
 TEST_F(ConfigTest, JoinsTheDataPathToTheFilesFolder) {
   std::filesystem::create_directory("conf");
-  const std::string absolute = folder.path() + "/";
+  const std::string deep = folder.addDeep();
+#if defined(_WIN32)
+  const std::string drive = folder.path() + "\\", share = "\\\\?\\" + drive;
+#else  // one long file name each
+  const std::string drive = "C:\\p\\", share = "\\\\server\\share\\";
+#endif
   const std::vector<std::vector<std::string>> table = {
       {"conf\\app.cfg", "models/", "conf/models/"},
       {"conf/app.cfg", "models/", "conf/models/"},
@@ -84,7 +95,10 @@ TEST_F(ConfigTest, JoinsTheDataPathToTheFilesFolder) {
       {"conf\\app.cfg", "models", "conf/models"},
       {"app.cfg", ".", ""},
       {"app.cfg", "x/", "x/"},
-      {absolute + "app.cfg", ".", absolute},
+      {folder.path() + "/app.cfg", ".", withSlashes(folder.path()) + "/"},
+      {drive + "app.cfg", "x/", withSlashes(drive) + "x/"},
+      {share + "app.cfg", "x/", withSlashes(share) + "x/"},
+      {deep + "app.cfg", ".", withSlashes(deep)},
   };
   for (const auto& row : table) {
     EXPECT_EQ(read("DataPath " + row[1], row[0]), "");
@@ -111,6 +125,7 @@ TEST_F(ConfigTest, ReadsPairsOfTokens) {
       {"# threads ThreadCount 2", "4,2,", unknownKey + "#\n"},
       {"# use two\nThreadCount 4\n", "4,1,", unknownKey + "#\n" + unknownKey + "two\n"},
       {"DataPath my data/ ThreadCount 3", "4,1,my", unknownKey + "data/\n"},
+      {"ThreadCount 4\x1A\nEBackend OV_CPU", "1,4,", ""},  // no end of the file
       {std::string("ThreadCount\0 7 ", 15), "4,1,", unknownKey + "ThreadCount\n"},
   };
   for (const auto& row : table) {

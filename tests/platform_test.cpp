@@ -31,7 +31,7 @@ struct FileForms {
 };
 
 FileForms sizesOf(const std::string& name) {
-  const std::wstring wide = std::filesystem::path(name).wstring();
+  const std::wstring wide = test::pathOf(name).wstring();
   return {Utility::fileSize(name.c_str()), Utility::fileSize(wide.c_str()), Utility::fileSize(name),
           Utility::fileSize(wide)};
 }
@@ -40,6 +40,8 @@ TEST(FileUtils, SizeIsTheSameInAllForms) {
   const TemporaryDirectory folder;
   const std::string big = folder.write("big", "x");
   std::filesystem::resize_file(big, (std::uintmax_t{3} << 30) + 5);  // a hole: takes no room
+  const std::string deep = folder.addDeep() + "deep";
+  std::ofstream(test::pathOf(deep)) << "four";
   const struct {
     std::string name;
     std::int64_t size;
@@ -48,6 +50,7 @@ TEST(FileUtils, SizeIsTheSameInAllForms) {
                {folder.write("five", std::string_view("12\0\n5", 5)), 5},
                {folder.path().string(), -1},
                {folder / "missing/deeper", -1},
+               {deep, 4},
                {big, (std::int64_t{3} << 30) + 5}};
   for (const auto& [name, size] : cases) {
     SCOPED_TRACE(name);
@@ -57,6 +60,17 @@ TEST(FileUtils, SizeIsTheSameInAllForms) {
     EXPECT_EQ(sizes.narrowString, size);
     EXPECT_EQ(sizes.wideString, size);
   }
+}
+
+// The narrow forms take the system's own encoding, which has no such name on every system.
+TEST(FileUtils, WideNamesAreUnicode) {
+  const TemporaryDirectory folder;
+  folder.write("\xC3\xA9\xE6\xBC\xA2\xF0\x9F\x98\x80", "bytes");
+  const std::wstring name = folder.path().wstring() + L"/\u00E9\u6F22\U0001F600";
+  EXPECT_EQ(Utility::fileSize(name), 5);
+  std::string bytes(5, '#');
+  Utility::readAllFile(name, bytes.data(), bytes.size());
+  EXPECT_EQ(bytes, "bytes");
 }
 
 TEST(FileUtils, ReadsWhatTheFileHasAndLeavesTheRest) {

@@ -173,8 +173,8 @@ TEST_F(PluginTest, TheFirstBadDependencyEndsTheTest) {
   const FixtureFolder other;
   other.write("one" SUFFIX, "of another content");
   EXPECT_EQ(check(repository({{"one", {right}}}), other.path()), PLUGIN_OK);
-  for (const bool empty : {true, false}) {
-    folder.takeAway("one" SUFFIX);
+  folder.takeAway("one" SUFFIX);
+  for (const bool empty : {false, true}) {
     if (empty) folder.write("one" SUFFIX, "");
     const Answer gone = capture([&] { return check(repository({{"one", {}}}), folder.path()); });
     EXPECT_EQ(gone.code, DEPENDENCY_READ_FAILED);

@@ -15,6 +15,15 @@
 
 namespace OMB::test {
 
+/// Paths from and to UTF-8, which narrow paths are not on every system.
+inline std::filesystem::path pathOf(std::string_view utf8) {
+  return std::u8string(utf8.begin(), utf8.end());
+}
+inline std::string utf8Of(const std::filesystem::path& path) {
+  const std::u8string text = path.u8string();
+  return {text.begin(), text.end()};
+}
+
 /// A folder of its own, removed with all that is in it.
 class TemporaryDirectory {
  public:
@@ -33,18 +42,32 @@ class TemporaryDirectory {
   }
 
   const std::filesystem::path& path() const { return path_; }
-  std::string operator/(std::string_view name) const { return (path_ / name).string(); }
+  std::string operator/(std::string_view name) const { return utf8Of(path_ / pathOf(name)); }
 
   /// Writes a file and returns its path.
   std::string write(std::string_view name, std::string_view contents) const {
     const std::string file = *this / name;
-    std::ofstream(path_ / name, std::ios::binary)  // by its path, as that is in UTF-8 everywhere
+    std::ofstream(pathOf(file), std::ios::binary)
         .write(contents.data(), static_cast<std::streamsize>(contents.size()));
     return file;
   }
   std::string write(std::string_view name, const ByteVector& contents) const {
     return write(name,
                  std::string_view(reinterpret_cast<const char*>(contents.data()), contents.size()));
+  }
+
+  /// Makes a folder inside whose path is longer than the 260 characters that Windows takes without
+  /// being told in front of it, and returns it with a separator behind.
+  std::string addDeep() const {
+    std::filesystem::path folder = path_;
+#if defined(_WIN32)
+    folder = L"\\\\?\\" + path_.wstring();
+#endif
+    for (int depth = 0; depth < 5; ++depth) {
+      folder /= std::string(60, 'd');
+      std::filesystem::create_directory(folder);
+    }
+    return utf8Of(folder / "");
   }
 
  private:
