@@ -143,9 +143,12 @@ constexpr CbcVector kCbcVectors[] = {
 };
 
 ByteVector decrypt(ByteVector cipher, ByteVector iv, ByteVector key) {
-  return Crypto::decryptBuffer(cipher.data(), static_cast<int>(cipher.size()), iv.data(),
-                               static_cast<int>(iv.size()), key.data(),
-                               static_cast<int>(key.size()));
+  const ByteVector callersIv = iv;
+  ByteVector plain =
+      Crypto::decryptBuffer(cipher.data(), static_cast<int>(cipher.size()), iv.data(),
+                            static_cast<int>(iv.size()), key.data(), static_cast<int>(key.size()));
+  EXPECT_EQ(iv, callersIv);
+  return plain;
 }
 
 // CBC makes any plaintext out of one block: the IV is XORed in last.
