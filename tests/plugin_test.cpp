@@ -286,6 +286,31 @@ TEST_F(PluginTest, EntriesOfADynamicPlugin) {
   EXPECT_EQ(initialized(), before + 1);
 }
 
+// One table of libraries, one heap, and types that are the same: strings and exceptions may pass.
+TEST_F(PluginTest, HostAndPluginShareTheFramework) {
+  folder.add("guest");
+  const std::string name =
+      folder.add("whole", "a library of the host that both of them ask for" SUFFIX);
+  PluginManager manager;
+  manager.SetPluginsDirectory(folder.path().c_str());
+  DynamicPlugin guest("guest", "Initialize", "Create", "", none);
+  EXPECT_THROW(manager.Load(guest), std::out_of_range);
+
+  Config config;
+  config.SetDataPath(name);
+  const CreateFunction create = guest.GetCreateMethod();
+  ASSERT_NE(create, nullptr);
+  EXPECT_EQ(create({"", nullptr, 0, config}), nullptr);
+  Library library(name);
+  ASSERT_TRUE(library.load());
+  try {
+    (void)create({"", nullptr, 0, config});
+    ADD_FAILURE() << "has to throw";
+  } catch (const std::runtime_error& failure) {
+    EXPECT_EQ(failure.what(), name);
+  }
+}
+
 // Says what its manager does with it.
 class ProbePlugin : public Plugin {
  public:
