@@ -2,23 +2,34 @@
 
 #include <algorithm>
 #include <limits>
+#include <new>
 
 #include "platform/input_file.h"
 
 namespace OMB::Utility {
 namespace {
 
+// A stream needs memory to be opened; a file for which there is none cannot be opened, as any
+// other.
+
 template <typename Character>
 std::int64_t sizeOf(const Character* fileName) {
-  std::ifstream file = openForReading(fileName, std::ios::ate);
-  return static_cast<std::int64_t>(file.tellg());  // -1 for a stream that did not open
+  try {
+    std::ifstream file = openForReading(fileName, std::ios::ate);
+    return static_cast<std::int64_t>(file.tellg());  // -1 for a stream that did not open
+  } catch (const std::bad_alloc&) {
+    return -1;
+  }
 }
 
 template <typename Character>
 void readInto(const Character* fileName, void* buffer, std::uint64_t size) {
   constexpr auto kMost = static_cast<std::uint64_t>(std::numeric_limits<std::streamsize>::max());
-  std::ifstream file = openForReading(fileName);
-  file.read(static_cast<char*>(buffer), static_cast<std::streamsize>(std::min(size, kMost)));
+  try {
+    std::ifstream file = openForReading(fileName);
+    file.read(static_cast<char*>(buffer), static_cast<std::streamsize>(std::min(size, kMost)));
+  } catch (const std::bad_alloc&) {
+  }
 }
 
 }  // namespace

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <memory>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
 #include "platform/library_table.h"
@@ -32,6 +34,12 @@ bool isAbsolute(std::wstring_view name) {
   const std::size_t root = rootNameLength(name);
   return root != 0 && root < name.size() && isSeparator(name[root]);
 }
+
+struct ModuleCloser {
+  void operator()(HMODULE module) const noexcept { FreeLibrary(module); }
+};
+// Closes a module that nobody took over.
+using Module = std::unique_ptr<std::remove_pointer_t<HMODULE>, ModuleCloser>;
 
 // Tries the names that a library of this name may have on disk, until one opens or fails in another
 // way than not being there. The thread's last error is that of the last attempt.
@@ -62,14 +70,15 @@ std::string pathOf(HMODULE module) {
 }  // namespace
 
 bool library_private::open_handle() {
-  handle = openFirst(to_wide(file_name));
-  if (handle == nullptr) {
+  Module opened(openFirst(to_wide(file_name)));
+  if (opened == nullptr) {
     const std::string reason = system_error_text(-1);
     error_string = "Cannot load library: '" + file_name + "' : " + reason;
     return false;
   }
+  resolved_path = pathOf(opened.get());
   error_string.clear();
-  resolved_path = pathOf(handle);
+  handle = opened.release();
   return true;
 }
 

@@ -8,6 +8,7 @@ namespace OMB::posix {
 
 inline constexpr DWORD accessDenied = 5;       ///< a folder, or a file that may not be read
 inline constexpr DWORD invalidHandle = 6;      ///< not a module that LoadLibraryW gave
+inline constexpr DWORD notEnoughMemory = 8;    ///< there is no memory for what was asked
 inline constexpr DWORD invalidParameter = 87;  ///< an argument outside what a call takes
 inline constexpr DWORD bufferTooSmall = 122;   ///< the result does not fit
 inline constexpr DWORD symbolNotFound = 127;   ///< the module does not export the symbol

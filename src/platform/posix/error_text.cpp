@@ -21,6 +21,8 @@ const char* textOf(DWORD code) {
       return "It is a folder or cannot be read";
     case invalidHandle:
       return "The module is not open";
+    case notEnoughMemory:
+      return "There is not enough memory";
     case invalidParameter:
       return "Invalid argument";
     case bufferTooSmall:

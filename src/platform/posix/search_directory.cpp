@@ -2,8 +2,9 @@
 
 #include <cstddef>
 #include <mutex>
+#include <new>
 #include <string>
-#include <utility>
+#include <string_view>
 
 #include "platform/posix/error_codes.h"
 #include "platform/posix/posix_calls.h"
@@ -45,12 +46,18 @@ DWORD GetDllDirectoryA(DWORD size, char* directory) {
 }
 
 BOOL SetDllDirectoryA(const char* directory) {
-  std::string wanted(directory == nullptr ? "" : directory);
+  const std::string_view wanted(directory == nullptr ? "" : directory);
   if (wanted.size() >= lengthLimit) {
     SetLastError(OMB::posix::invalidParameter);
     return 0;
   }
+  // In place: what a caller puts back has been there before, and so needs no memory.
   const std::lock_guard lock(setting().mutex);
-  setting().directory = std::move(wanted);
+  try {
+    setting().directory.assign(wanted);
+  } catch (const std::bad_alloc&) {
+    SetLastError(OMB::posix::notEnoughMemory);
+    return 0;
+  }
   return 1;
 }
