@@ -42,7 +42,7 @@ void compare(const Case& c, fuzz::Input input, std::int32_t sourceType, std::int
   const auto source = std::make_unique<S[]>(count), copy = std::make_unique<S[]>(count);
   const auto target = std::make_unique<D[]>(count), other = std::make_unique<D[]>(count);
   const ByteVector bytes = input.bytes(count * sizeof(S));
-  std::memcpy(source.get(), bytes.data(), bytes.size());
+  if (count != 0) std::memcpy(source.get(), bytes.data(), bytes.size());
   const bool done = ImageUtils::TransformImage(source.get(), target.get(), c.width, c.height,
                                                c.channels, c.from, c.to);
   REQUIRE(done == (count != 0));
