@@ -6,6 +6,7 @@
 #include <new>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -114,6 +115,13 @@ TEST_F(LibraryTest, TriesTheNamesOfAFileInOrder) {
 }
 
 TEST_F(LibraryTest, AnyOtherFailureEndsTheAttempts) {
+  const wchar_t* attempts[] = {L"foo" SUFFIX, L"foo", L"libfoo" SUFFIX, L"libfoo"};
+  for (std::size_t failing = 0; failing < 4; ++failing) {
+    script = {.results = {{attempts[failing], 193}}};
+    EXPECT_FALSE(Library("foo").load());
+    EXPECT_EQ(script.calls.size(), failing + 1);
+  }
+  script = {};
   script.results = {{L"foo", 193}, {L"libfoo" SUFFIX, 0}};
   Library library("foo");
   EXPECT_FALSE(library.load());
@@ -213,11 +221,11 @@ TEST_F(LibraryTest, TheTableClosesInOrderWhatNobodyRefersTo) {
 }
 
 TEST_F(LibraryTest, ThreadsMakeAndEndHandlesFreely) {
-  for (wchar_t name = L'p'; name < L't'; ++name)
+  for (wchar_t name = L'p'; name < L'x'; ++name)
     script.results[std::wstring(1, name) + L"" SUFFIX] = 0;
   std::atomic<int> opened{0};
   std::vector<std::thread> threads;
-  for (char name = 'p'; name < 't'; ++name) {
+  for (char name = 'p'; name < 'x'; ++name) {
     threads.emplace_back([name, &opened] {
       for (int i = 0; i < 200; ++i) {
         const Library shared("shared");
@@ -227,7 +235,7 @@ TEST_F(LibraryTest, ThreadsMakeAndEndHandlesFreely) {
     });
   }
   for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(opened, 800);
+  EXPECT_EQ(opened, 1600);
 }
 
 // Every earlier directory, outcome of the load and error of earlier.
@@ -260,7 +268,7 @@ TEST_F(LibraryTest, TheSearchDirectoryIsBackAfterEveryLoad) {
 }
 
 TEST_F(LibraryTest, ARefusedDirectoryLeavesTheLibraryAlone) {
-  script = {.directory = "/b", .setResult = 87};
+  script = {.directory = "/b", .failingSet = 1};
   Library library("in");
   CaptureStdout();
   CaptureStderr();
@@ -269,6 +277,23 @@ TEST_F(LibraryTest, ARefusedDirectoryLeavesTheLibraryAlone) {
   EXPECT_EQ(GetCapturedStdout(), "");
   EXPECT_THAT(script.calls, ElementsAre("set /s"));
   EXPECT_FALSE(library.unload());
+}
+
+// One that can't be read counts as none; that it can't be put back changes nothing.
+TEST_F(LibraryTest, FailuresAroundALoadAreNotTold) {
+  const std::tuple<int, int, const char*> table[] = {// get, set, the directory afterwards
+                                                     {1, 0, ""},
+                                                     {2, 0, ""},
+                                                     {0, 2, "/s"}};
+  for (const auto& [get, set, after] : table) {
+    script = {.results = {{L"in", 0}}, .directory = "/b", .failingGet = get, .failingSet = set};
+    Library library("in");
+    CaptureStderr();
+    EXPECT_TRUE(Utility::LoadLibraryA("/s", library));
+    EXPECT_EQ(GetCapturedStderr(), "");
+    EXPECT_EQ(script.directory, after);
+    EXPECT_TRUE(library.unload());
+  }
 }
 
 }  // namespace

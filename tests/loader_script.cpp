@@ -53,6 +53,7 @@ SCRIPTED_CALL(DWORD, GetModuleFileNameW, (HMODULE /*module*/, wchar_t* fileName,
 
 SCRIPTED_CALL(DWORD, GetDllDirectoryA, (DWORD size, char* directory)) {
   const std::string& current = loaderScript().directory;
+  if (--loaderScript().failingGet == 0) return static_cast<DWORD>(answer(87));
   if (current.empty()) return 0;
   const auto length = static_cast<DWORD>(current.size());
   if (length >= size) return length + 1;
@@ -63,7 +64,7 @@ SCRIPTED_CALL(DWORD, GetDllDirectoryA, (DWORD size, char* directory)) {
 SCRIPTED_CALL(BOOL, SetDllDirectoryA, (const char* directory)) {
   LoaderScript& script = loaderScript();
   script.calls.push_back(directory == nullptr ? "set nothing" : "set " + std::string(directory));
-  if (answer(script.setResult) == 0) return 0;
+  if (--script.failingSet == 0) return answer(87);
   script.directory = directory == nullptr ? "" : directory;
   return 1;
 }

@@ -18,8 +18,8 @@ struct LoaderScript {
   std::wstring modulePath = L"/where/it/is.so";
   /// The search directory, empty for none.
   std::string directory = {};
-  /// What setting a directory fails with; 0 sets it.
-  DWORD setResult = 0;
+  /// The use of GetDllDirectoryA and of SetDllDirectoryA that fails, with 87; counted from 1.
+  int failingGet = 0, failingSet = 0;
 
   /// The calls so far: "load NAME in DIRECTORY", "free NAME", "set DIRECTORY".
   std::vector<std::string> calls = {};

@@ -381,7 +381,7 @@ TEST(PluginManager, LoadsEachNameOnce) {
 }
 
 TEST_F(PluginTest, ThreadsLoadOneNameAndManyNames) {
-  constexpr int threadCount = 4, roundCount = 100;
+  constexpr int threadCount = 8, roundCount = 100;
   std::barrier round(threadCount);  // so that some come to one name at the same moment
   const std::string directories[] = {folder.path(), folder.path() + "/" + std::string(300, '/')};
   folder.add("whole", "shared" SUFFIX);
