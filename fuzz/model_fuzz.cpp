@@ -15,34 +15,38 @@ extern "C" OMB::INNModel* Create(OMB::ModelParams params);
 namespace OMB {
 namespace {
 
-/// A folder in memory where there is one.
-const std::string& folder() {
-  static const std::string path = [] {
-    std::string made = std::filesystem::exists("/dev/shm") ? "/dev/shm/" : "/tmp/";
-    made += "ombrel-fuzz-" + std::to_string(getpid()) + "/";
-    std::filesystem::create_directories(made);
-    std::ofstream(made + "plugins.xml") << "<ie><plugins/></ie>";
-    std::atexit([] { std::filesystem::remove_all(folder()); });
-    return made;
-  }();
-  return path;
-}
+/// A folder, in memory where there is one.
+class Folder {
+ public:
+  Folder() {
+    std::filesystem::create_directories(path);
+    write("plugins.xml", "<ie><plugins/></ie>", 19);
+  }
+  ~Folder() { std::filesystem::remove_all(path); }
 
-void write(const char* name, const ByteVector& bytes) {
-  std::ofstream(folder() + name, std::ios::binary)
-      .write(reinterpret_cast<const char*>(bytes.data()),
-             static_cast<std::streamsize>(bytes.size()));
-}
+  void write(const char* name, const void* bytes, std::size_t size) const {
+    std::ofstream(path + name, std::ios::binary)
+        .write(static_cast<const char*>(bytes), static_cast<std::streamsize>(size));
+  }
+  void write(const char* name, const ByteVector& bytes) const {
+    write(name, bytes.data(), bytes.size());
+  }
+
+  const std::string path =
+      (std::filesystem::exists("/dev/shm") ? "/dev/shm/ombrel-fuzz-" : "/tmp/ombrel-fuzz-") +
+      std::to_string(getpid()) + "/";
+};
 
 void run(fuzz::Input input) {
   const bool sealed = input.take<std::uint8_t>() != 0;
   const std::size_t textSize = std::min<std::size_t>(input.take<std::uint16_t>(), input.left());
-  write("pair.xml", input.bytes(textSize));
-  write("pair.bin", input.bytes(input.left()));
+  static const Folder folder;
+  folder.write("pair.xml", input.bytes(textSize));
+  folder.write("pair.bin", input.bytes(input.left()));
   Config config;
-  config.SetDataPath(folder());
+  config.SetDataPath(folder.path);
   unsigned char key[] = "fuzz fuzz fuzz !";
-  const std::string base = folder() + "pair";
+  const std::string base = folder.path + "pair";
   try {
     const std::unique_ptr<INNModel> model(
         Create({base.c_str(), sealed ? key : nullptr, sizeof(key) - 1, config}));
