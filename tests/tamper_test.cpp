@@ -114,10 +114,10 @@ TEST_F(Tampering, OneByteAtAThousandPlaces) {
     replace(kName, changed());
     ++inChild[checkInChild(listed)];
   }
-  for (const auto& [code, times] : inChild)
-    std::printf("not loaded before: %d x %d\n", times, code);
+  // 127 and signals: the loader ended the process before there was anything to test.
+  for (const auto& [code, times] : inChild) std::printf("%d x %d\n", times, code);
   EXPECT_EQ(inChild[PLUGIN_OK] + inChild[SIGALRM], 0);
-  EXPECT_GT(inChild[INTEGRITY_CHECK_FAILED], 900);  // a few are too broken to be loaded at all
+  EXPECT_GT(inChild[INTEGRITY_CHECK_FAILED], 900);
 
   replace(kName, whole);
   ASSERT_EQ(check(listed), PLUGIN_OK);
