@@ -27,6 +27,7 @@
 #include <openvino/op/parameter.hpp>
 #include <openvino/openvino.hpp>
 
+#include "ombrel/image/transform_image.h"
 #include "ombrel/model/entry_points.h"
 
 #include "build_constants.h"
@@ -44,7 +45,6 @@ namespace {
 namespace fs = std::filesystem;
 
 const unsigned char kKey[16] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
-constexpr std::size_t kWeights = std::size_t{256} << 20;
 
 /// The files that the benchmarks work on, removed at the end.
 class Workspace {
@@ -122,10 +122,10 @@ void loadStraight(const std::string& base, bool sealed) {
 }
 
 // A network of one matrix of the wanted size.
-void writeLargeModel(const std::string& base) {
-  constexpr std::size_t columns = kWeights / sizeof(float) / 1024;
+void writeLargeModel(const std::string& base, std::size_t size) {
+  const std::size_t columns = size / sizeof(float) / 1024;
   const auto x = std::make_shared<ov::op::v0::Parameter>(ov::element::f32, ov::Shape{1, 1024});
-  std::vector<float> values(kWeights / sizeof(float));
+  std::vector<float> values(size / sizeof(float));
   std::minstd_rand random(1);
   for (float& value : values) value = static_cast<float>(random() % 1000) / 1000;
   const auto matrix = ov::op::v0::Constant::create(ov::element::f32, {1024, columns}, values);
@@ -160,48 +160,56 @@ double peakOfLoad(const std::string& who, bool sealed, const std::string& base,
 }
 
 // What a load can't do without, on memory that is there already: to decrypt or to copy the weights.
-void measureLoadLimit(benchmark::State& state, bool sealed) {
-  std::vector<unsigned char> from(kWeights, 1);
-  std::vector<unsigned char> to(kWeights + 16, 1);
+void measureLoadLimit(benchmark::State& state, bool sealed, std::size_t size) {
+  std::vector<unsigned char> from(size, 1);
+  std::vector<unsigned char> to(size + 16, 1);
   if (sealed) {
     measureLimit(state, [&] { decryptInto(to, from); });
   } else {
     measureLimit(state, [&] {
-      std::memcpy(to.data(), from.data(), kWeights);
+      std::memcpy(to.data(), from.data(), size);
       benchmark::ClobberMemory();
     });
   }
 }
 
+void registerLoad(const Workspace& files, const std::string& demo, std::size_t mebibytes,
+                  bool sealed) {
+  const std::string size = std::to_string(mebibytes) + "MiB";
+  const std::string base = files.base(((sealed ? "sealed" : "clear") + size).c_str());
+  const std::string name = "create/" + size + (sealed ? "_sealed" : "_clear") + "/straight";
+  const auto measure = [=, &files](benchmark::State& state) {
+    measurePair(
+        state, [&] { create(base, sealed, files.dataPath()); },
+        [&] { loadStraight(base, sealed); });
+    measureLoadLimit(state, sealed, mebibytes << 20);
+    state.counters["weights_MiB"] = static_cast<double>(mebibytes);
+    state.counters["ours_peak_MiB"] = peakOfLoad("ours", sealed, base, demo);
+    state.counters["peer_peak_MiB"] = peakOfLoad("straight", sealed, base, demo);
+  };
+  benchmark::RegisterBenchmark(name.c_str(), measure)->UseManualTime()->Iterations(9);
+}
+
 void registerLoads(const Workspace& files, const std::string& demo) {
-  for (const bool sealed : {false, true}) {
-    const std::string base = files.base(sealed ? "sealed" : "large");
-    const std::string name =
-        std::string("create/256MiB_") + (sealed ? "sealed" : "clear") + "/straight";
-    benchmark::RegisterBenchmark(
-        name.c_str(),
-        [=, &files](benchmark::State& state) {
-          measurePair(
-              state, [&] { create(base, sealed, files.dataPath()); },
-              [&] { loadStraight(base, sealed); });
-          measureLoadLimit(state, sealed);
-          state.counters["ours_peak_MiB"] = peakOfLoad("ours", sealed, base, demo);
-          state.counters["peer_peak_MiB"] = peakOfLoad("straight", sealed, base, demo);
-        })
-        ->UseManualTime()
-        ->Iterations(9);
+  for (const std::size_t mebibytes : {std::size_t{64}, std::size_t{256}}) {
+    const std::string size = std::to_string(mebibytes) + "MiB";
+    const std::string clear = files.base(("clear" + size).c_str());
+    writeLargeModel(clear, mebibytes << 20);
+    seal(clear, files.base(("sealed" + size).c_str()));
+    for (const bool sealed : {false, true}) registerLoad(files, demo, mebibytes, sealed);
   }
 }
 
-// The engine's own copy of a model, compiled as a runner's is.
-ov::CompiledModel compileBare(const std::string& base) {
+// The engine's own request, compiled as a runner's is.
+ov::InferRequest requestIn(const std::string& base, const std::string& precision) {
+  ov::AnyMap settings = {ov::inference_num_threads(1)};
+  if (!precision.empty()) settings["INFERENCE_PRECISION_HINT"] = precision;
   ov::Core core;
-  return core.compile_model(core.read_model(base + ".xml", base + ".bin"), "CPU",
-                            ov::inference_num_threads(1));
+  return core.compile_model(core.read_model(base + ".xml", base + ".bin"), "CPU", settings)
+      .create_infer_request();
 }
 
-// compile_model takes time of its own on the first calls after another core has gone; only the two
-// calls that a runner cannot do without are timed.
+// A core takes a name for a plug-in once only, so the peer makes a core each time as a runner does.
 void registerRunnerConstruction(const Workspace& files, const std::string& classifier) {
   benchmark::RegisterBenchmark(
       "create_runner/classifier/compile_model",
@@ -225,7 +233,7 @@ struct OursAndBare {
   OursAndBare(const Workspace& files, const std::string& base)
       : model(create(base, false, files.dataPath())),
         runner(model->CreateRunner()),
-        bare(compileBare(base).create_infer_request()) {}
+        bare(requestIn(base, std::string(inferencePrecision))) {}
 
   // The record that says: the input memory is filled already.
   NNData filled() const {
@@ -301,6 +309,46 @@ void registerPhotoRun(const Workspace& files, const std::string& demo) {
       ->Iterations(300);
 }
 
+void putPhoto(ov::InferRequest& request, const tool::Image& photo) {
+  const std::unique_ptr<float[]> planar(ImageUtils::TransformImage(
+      photo.samples.data(), photo.size.width, photo.size.height, 3, ImageUtils::EFormat::U8));
+  std::memcpy(request.get_input_tensor().data(), planar.get(),
+              photo.samples.size() * sizeof(float));
+}
+
+double largestDifference(ov::InferRequest& one, ov::InferRequest& other, const std::string& demo) {
+  double largest = 0;
+  for (const char* name : {"chelsea", "coffee", "camera"}) {
+    const tool::Image photo = tool::readImage(demo + "/" + name + ".ppm");
+    for (ov::InferRequest* request : {&one, &other}) {
+      putPhoto(*request, photo);
+      request->infer();
+    }
+    const auto* a = one.get_output_tensor().data<const float>();
+    const auto* b = other.get_output_tensor().data<const float>();
+    for (std::size_t i = 0; i < one.get_output_tensor().get_size(); ++i) {
+      largest = std::max(largest, static_cast<double>(std::abs(a[i] - b[i])));
+    }
+  }
+  return largest;
+}
+
+// What the engine's own choice of a precision gains and costs: no claim of ours, but a choice of
+// the build.
+void registerPrecision(const std::string& demo) {
+  benchmark::RegisterBenchmark("precision/classifier/f32",
+                               [=](benchmark::State& state) {
+                                 ov::InferRequest own = requestIn(demo + "/classifier", "");
+                                 ov::InferRequest single = requestIn(demo + "/classifier", "f32");
+                                 state.counters["largest_difference"] =
+                                     largestDifference(own, single, demo);
+                                 measurePair(
+                                     state, [&] { own.infer(); }, [&] { single.infer(); });
+                               })
+      ->UseManualTime()
+      ->Iterations(100);
+}
+
 // Lets `count` threads each work through its share, and returns when all have.
 void inThreads(int count, const std::function<void(int)>& work) {
   std::vector<std::thread> threads;
@@ -367,14 +415,13 @@ int main(std::vector<char*> arguments) {
   }
 
   const Workspace files;
-  writeLargeModel(files.base("large"));
-  seal(files.base("large"), files.base("sealed"));
   writeTinyModel(files.base("tiny"));
   registerLoads(files, demo);
   registerRunnerConstruction(files, demo + "/classifier");
   registerFilledRun(files, demo + "/classifier", "classifier", 1, 300);
   registerFilledRun(files, files.base("tiny"), "one_node", 1000, 100);
   registerPhotoRun(files, demo);
+  registerPrecision(demo);
   for (const int count : {1, 2, 4}) registerThreads(files, demo + "/classifier", count);
 
   arguments.erase(arguments.begin() + 1, arguments.begin() + 3);

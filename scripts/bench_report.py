@@ -77,13 +77,14 @@ def conversion_rows(times):
 
 # What a pair has to satisfy, by the start of its name: as text, and as a test of its counters.
 PAIRS = (
-    ("create/", "time <= 1.1x, peak <= peer + 256 MiB",
-     lambda c: c["ratio"] <= 1.1 and c["ours_peak_MiB"] <= c["peer_peak_MiB"] + 256),
+    ("create/", "time <= 1.1x, peak <= peer + weights",
+     lambda c: c["ratio"] <= 1.1 and c["ours_peak_MiB"] <= c["peer_peak_MiB"] + c["weights_MiB"]),
     ("create_runner/", "time <= 1.1x", lambda c: c["ratio"] <= 1.1),
     ("run_filled/classifier", "within 1 %", lambda c: c["ratio"] <= 1.01),
     ("run_filled/one_node", "less than 1 us more", lambda c: c["ours_s"] - c["peer_s"] < 1e-6),
     ("run_photo/", "not slower", lambda c: c["ratio"] <= 1.0),
     ("throughput/", "within 2 %", lambda c: c["ratio"] <= 1.02),
+    ("precision/", "", lambda c: None),
     ("check/", "time <= 1.15x", lambda c: c["ratio"] <= 1.15),
 )
 
@@ -96,6 +97,8 @@ def pair_rows(benchmarks):
         what = f"{subject} {case}"
         if "ours_peak_MiB" in c:
             what += f", peak {c['ours_peak_MiB']:.0f} MiB ({c['peer_peak_MiB']:.0f})"
+        if "largest_difference" in c:
+            what += f", outputs differ by up to {c['largest_difference']:.3f}"
         limit_name = {"check": "SHA-256"}.get(subject, "AES" if "sealed" in case else "copy")
         # The pair's own ratio is steadier than that of the two medians.
         yield Row(what, c["ours_s"], c["ours_s"] / c["ratio"], peer, c.get("limit_s"), limit_name, asked, met)
@@ -142,8 +145,9 @@ def main():
         options.json.write_text(json.dumps([dict(vars(row), better=row.better) for row in rows], indent=1) + "\n")
     if options.plot:
         write_plot(rows, options.plot)
-    missed = sum(row.met is False for row in rows)
-    print(f"\n{len(rows) - missed} of {len(rows)} figures met")
+    asked = [row for row in rows if row.met is not None]
+    missed = sum(not row.met for row in asked)
+    print(f"\n{len(asked) - missed} of {len(asked)} figures met")
     return 1 if missed else 0
 
 
