@@ -2,83 +2,60 @@
 #pragma once
 
 #include <algorithm>
-#include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <stdexcept>
 #include <string>
 #include <sys/mman.h>
 #include <unistd.h>
 
 #include "ombrel/platform/byte_vector.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
-
 /// Ends the process when what has to hold does not.
-#define REQUIRE(condition)                                                         \
-  do {                                                                             \
-    if (!(condition)) {                                                            \
-      std::fprintf(stderr, "%s:%d: not so: %s\n", __FILE__, __LINE__, #condition); \
-      std::abort();                                                                \
-    }                                                                              \
-  } while (false)
+#define REQUIRE(condition) \
+  if (!(condition)) OMB::fuzz::fail(__FILE__, __LINE__, #condition)
 
 namespace OMB::fuzz {
+
+[[noreturn]] void fail(const char* file, int line, const char* condition);
 
 /// Takes arguments off the front of an input; an input that is too short goes on as zeros.
 class Input {
  public:
-  Input(const std::uint8_t* data, std::size_t size) : data_(data), size_(size) {}
+  Input(const std::uint8_t* data, std::size_t size) : rest_(data, data + size) {}
 
   template <typename T>
   T take() {
+    const ByteVector taken = bytes(sizeof(T));
     T value{};
-    const std::size_t count = std::min(sizeof(T), size_);
-    if (count != 0) std::memcpy(&value, data_, count);
-    skip(count);
+    std::memcpy(&value, taken.data(), sizeof(T));
     return value;
   }
   ByteVector bytes(std::size_t count) {
-    ByteVector result(count);
-    const std::size_t there = std::min(count, size_);
-    std::copy_n(data_, there, result.begin());
-    skip(there);
-    return result;
+    ByteVector taken(count);
+    const auto end = rest_.begin() + static_cast<std::ptrdiff_t>(std::min(count, rest_.size()));
+    std::copy(rest_.begin(), end, taken.begin());
+    rest_.erase(rest_.begin(), end);
+    return taken;
   }
-  std::string text(std::size_t count) {
-    const ByteVector taken = bytes(std::min(count, size_));
-    return {taken.begin(), taken.end()};
-  }
-  std::size_t left() const { return size_; }
+  ByteVector rest() const { return rest_; }
 
  private:
-  void skip(std::size_t count) {
-    data_ += count;
-    size_ -= count;
-  }
-
-  const std::uint8_t* data_;
-  std::size_t size_;
+  ByteVector rest_;
 };
 
-/// A file in memory.
-class MemoryFile {
- public:
-  MemoryFile() : descriptor_(memfd_create("fuzz", MFD_CLOEXEC)) { REQUIRE(descriptor_ >= 0); }
-  MemoryFile(const MemoryFile&) = delete;
-  MemoryFile& operator=(const MemoryFile&) = delete;
-  ~MemoryFile() { close(descriptor_); }
+/// A file in memory, with this content.
+inline const std::string& fileOf(const ByteVector& bytes, int* descriptor = nullptr) {
+  static const int file = memfd_create("fuzz", MFD_CLOEXEC);
+  static const std::string path = "/proc/self/fd/" + std::to_string(file);
+  REQUIRE(ftruncate(file, 0) == 0);
+  REQUIRE(pwrite(file, bytes.data(), bytes.size(), 0) == static_cast<ssize_t>(bytes.size()));
+  if (descriptor != nullptr) *descriptor = file;
+  return path;
+}
 
-  void write(const void* data, std::size_t size) const {
-    REQUIRE(ftruncate(descriptor_, 0) == 0);
-    REQUIRE(pwrite(descriptor_, data, size, 0) == static_cast<ssize_t>(size));
-  }
-  int descriptor() const { return descriptor_; }
-  std::string path() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
-
- private:
-  int descriptor_;
-};
+/// The target: runs one input.
+void run(Input input);
 
 }  // namespace OMB::fuzz

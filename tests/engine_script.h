@@ -1,5 +1,6 @@
-// An engine that does what a test tells it, linked in place of the one over OpenVINO. Its networks
-// have an input "x" and an output "y" of three floats, which are twice the input.
+// An engine that does what a test tells it, in place of the one over OpenVINO. Its networks have an
+// input "x" and an output "y" of three floats, which are twice the input. For one source file of a
+// program.
 #pragma once
 
 #include <functional>
@@ -7,18 +8,93 @@
 #include <string>
 
 #include "engine/inference_engine.h"
+#include "failing_allocations.h"
 
 struct EngineScript {
-  /// A call and which use of it fails, counted from 1, as in "GetBlob 2".
-  std::string failing = {};
-  /// What the call that fails does: it throws.
-  std::function<void()> failure = {};
-  /// LoadNetwork gives an executable network that is empty.
-  bool emptyExecutable = false;
+  std::string failing = {};            ///< a call and which use of it, as in "GetBlob 2"
+  std::function<void()> failure = {};  ///< what that call does: it throws
+  bool emptyExecutable = false;        ///< LoadNetwork gives an executable network that is empty
 
-  /// Uses of each call so far, and what the last ones were given.
-  std::map<std::string, int> uses = {};
-  std::string text = {}, weights = {};
+  std::map<std::string, int> uses = {};  ///< of each call so far
+  std::string text = {}, weights = {};   ///< what was read last
+};
+inline EngineScript engine;
+
+namespace InferenceEngine {
+
+/// A use of a call, whose allocations do not count.
+struct Use : OMB::test::Spared {
+  explicit Use(const std::string& call) {
+    if (call + " " + std::to_string(++engine.uses[call]) == engine.failing) engine.failure();
+  }
 };
 
-EngineScript& engineScript();
+struct CNNNetwork::Impl {
+  InputsDataMap inputs;
+  OutputsDataMap outputs;
+};
+struct InferRequest::Impl {
+  ov::Tensor x{ov::element::f32, {1, 3}}, y{ov::element::f32, {1, 3}};
+};
+struct ExecutableNetwork::Impl {};
+struct Core::Impl {};
+
+void MemoryBlob::allocate() {
+  const Use use("allocate");
+  tensor_ = ov::Tensor(ov::element::u8, desc_.getDims());
+}
+Core::Core(const std::string& /*pluginList*/) {
+  const Use use("Core");
+}
+void Core::RegisterPlugin(const std::string& /*plugin*/, const std::string& /*device*/) {
+  const Use use("RegisterPlugin");
+}
+CNNNetwork Core::ReadNetwork(const std::string& text, const Blob::Ptr& weights) const {
+  const Use use("ReadNetwork");
+  if (text.empty()) throw GeneralError("no text");
+  engine.text = text;
+  engine.weights.assign(weights->rmap().as<const char*>(), weights->byteSize());
+  const TensorDesc desc(Precision::FP32, {1, 3}, Layout::NC);
+  CNNNetwork network;
+  network.impl_ = std::make_shared<CNNNetwork::Impl>();
+  network.impl_->outputs["y"] = std::make_shared<Data>("y", desc);
+  network.impl_->inputs["x"] = std::make_shared<InputInfo>();
+  network.impl_->inputs["x"]->setInputData(std::make_shared<Data>("x", desc));
+  return network;
+}
+ExecutableNetwork Core::LoadNetwork(const CNNNetwork& network, const std::string& /*device*/,
+                                    const std::map<std::string, std::string>& /*config*/) {
+  const Use use("LoadNetwork");
+  if (network.impl_ == nullptr) throw GeneralError("empty");
+  ExecutableNetwork loaded;
+  if (!engine.emptyExecutable) loaded.impl_ = std::make_shared<ExecutableNetwork::Impl>();
+  return loaded;
+}
+void CNNNetwork::setBatchSize(std::size_t /*size*/) {
+  const Use use("setBatchSize");
+}
+InputsDataMap CNNNetwork::getInputsInfo() const {
+  const Use use("getInputsInfo");
+  return impl_->inputs;
+}
+OutputsDataMap CNNNetwork::getOutputsInfo() const {
+  const Use use("getOutputsInfo");
+  return impl_->outputs;
+}
+InferRequest ExecutableNetwork::CreateInferRequest() const {
+  const Use use("CreateInferRequest");
+  if (impl_ == nullptr) throw GeneralError("empty");
+  InferRequest request;
+  request.impl_ = std::make_shared<InferRequest::Impl>();
+  return request;
+}
+Blob::Ptr InferRequest::GetBlob(const std::string& name) const {
+  const Use use("GetBlob");
+  return std::make_shared<Blob>(name == "x" ? impl_->x : impl_->y);
+}
+void InferRequest::Infer() {
+  const Use use("Infer");
+  for (int i = 0; i < 3; ++i) impl_->y.data<float>()[i] = 2 * impl_->x.data<float>()[i];
+}
+
+}  // namespace InferenceEngine

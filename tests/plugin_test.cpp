@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <random>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -180,6 +181,26 @@ TEST_F(PluginTest, TheFirstBadDependencyEndsTheTest) {
     EXPECT_EQ(gone.code, DEPENDENCY_READ_FAILED);
     EXPECT_EQ(gone.out + gone.error, "");
   }
+}
+
+// One that is mapped already, so that no changed code ever runs.
+TEST_F(PluginTest, OneByteAtAThousandPlacesIsRefused) {
+  const std::string path = folder.add("whole", "changed" SUFFIX);
+  const auto listed = repository({Dependency("changed", {digestOf(path)})});
+  ASSERT_EQ(check(listed, folder.path()), PLUGIN_OK);
+  const std::string whole = test::contentsOf(path);
+  folder.takeAway("changed" SUFFIX);  // keeps what is mapped
+  std::mt19937 random(4711);
+  int refused = 0;
+  for (int i = 0; i < 1000; ++i) {
+    std::string changed = whole;
+    changed[random() % whole.size()] ^= static_cast<char>(1 + random() % 255);
+    folder.write("changed" SUFFIX, changed);
+    refused += capture([&] { return check(listed, folder.path()); }).code == INTEGRITY_CHECK_FAILED;
+  }
+  EXPECT_EQ(refused, 1000);
+  folder.write("changed" SUFFIX, whole);
+  EXPECT_EQ(check(listed, folder.path()), PLUGIN_OK);
 }
 
 TEST_F(PluginTest, ACheckerEndsThroughItsInterface) {
