@@ -1,5 +1,6 @@
 // Crypto over a scripted platform: every step is made to fail alone, and what is printed, returned
 // and released, and in which order, is compared.
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <map>
@@ -136,120 +137,95 @@ namespace {
 
 using Events = std::vector<std::string>;
 
-struct Case {
-  const char* failing;
-  const char* message;  // without the prefix and the line end
-  Events released;
+struct Step {
+  std::string event;
+  std::string call;     // that a failure is told of; empty for an allocation
+  std::string release;  // what a success makes to be released; empty for nothing
 };
+const std::string kFree = "free ";
 
-std::string wholeMessage(const std::string& message) {
-  return message.empty() ? "" : "**** " + message + "\n";
-}
-
-// Runs the operation with one step failing. Returns the result and compares all else with the case.
-ByteVector runWith(const Case& c, const Events& steps, Events roles,
+// Runs the operation with one step failing, or none for one past the last, and compares what is
+// called, released and printed.
+ByteVector runWith(std::size_t failing, const std::vector<Step>& steps, const Events& releaseOrder,
                    ByteVector (*operation)(ByteVector&)) {
   script = Script();
-  script.failing = c.failing;
-  script.roles = std::move(roles);
+  Events expected, taken;
+  std::string message;
+  for (std::size_t i = 0; i < steps.size(); ++i) {
+    const Step& step = steps[i];
+    if (step.release.starts_with(kFree)) script.roles.push_back(step.release.substr(5));
+    if (i > failing) continue;
+    expected.push_back(step.event);
+    if (i < failing) {
+      taken.push_back(step.release);
+      continue;
+    }
+    script.failing = step.event;
+    message = step.call.empty() ? "**** memory allocation failed\n"
+                                : "**** Error 0xc0de0001 returned by " + step.call + "\n";
+  }
+  for (const std::string& release : releaseOrder) {
+    if (std::count(taken.begin(), taken.end(), release) != 0) expected.push_back(release);
+  }
   ByteVector input(32, 'x');
   input.back() = 2;
   ByteVector result;
   const auto printed = test::printedBy([&] { result = operation(input); });
-
-  Events expected;
-  for (const std::string& step : steps) {
-    expected.push_back(step);
-    if (step == c.failing) break;
-  }
-  expected.insert(expected.end(), c.released.begin(), c.released.end());
   EXPECT_EQ(script.events, expected);
-  EXPECT_EQ(printed.out, wholeMessage(c.message));
+  EXPECT_EQ(printed.out, message);
   EXPECT_EQ(printed.error, "");
   return result;
 }
 
 TEST(CryptoScript, DecryptionReleasesInOrderWhateverFails) {
-  const Events steps = {"open AES",        "get ObjectLength", "allocate object",
-                        "get BlockLength", "allocate iv",      "set ChainingMode",
-                        "generate",        "decrypt size",     "decrypt"};
-  const Events all = {"close", "destroy key", "free object", "free iv"};
-  const Case cases[] = {
-      {"", "", all},
-      {"open AES", "Error 0xc0de0001 returned by BCryptOpenAlgorithmProvider", {}},
-      {"get ObjectLength", "Error 0xc0de0001 returned by BCryptGetProperty", {"close"}},
-      {"allocate object", "memory allocation failed", {"close"}},
-      {"get BlockLength",
-       "Error 0xc0de0001 returned by BCryptGetProperty",
-       {"close", "free object"}},
-      {"allocate iv", "memory allocation failed", {"close", "free object"}},
-      {"set ChainingMode",
-       "Error 0xc0de0001 returned by BCryptSetProperty",
-       {"close", "free object", "free iv"}},
-      {"generate",
-       "Error 0xc0de0001 returned by BCryptGenerateSymmetricKey",
-       {"close", "free object", "free iv"}},
-      {"decrypt size", "Error 0xc0de0001 returned by BCryptDecrypt", all},
-      {"decrypt", "Error 0xc0de0001 returned by BCryptDecrypt", all},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.failing);
-    const ByteVector result = runWith(c, steps, {"object", "iv"}, [](ByteVector& input) {
-      unsigned char iv[20];
-      unsigned char key[16] = {};
-      std::memset(iv, 'v', sizeof(iv));
-      return Crypto::decryptBuffer(input.data(), 32, iv, sizeof(iv), key, sizeof(key));
-    });
+  const std::vector<Step> steps = {{"open AES", "BCryptOpenAlgorithmProvider", "close"},
+                                   {"get ObjectLength", "BCryptGetProperty", ""},
+                                   {"allocate object", "", "free object"},
+                                   {"get BlockLength", "BCryptGetProperty", ""},
+                                   {"allocate iv", "", "free iv"},
+                                   {"set ChainingMode", "BCryptSetProperty", ""},
+                                   {"generate", "BCryptGenerateSymmetricKey", "destroy key"},
+                                   {"decrypt size", "BCryptDecrypt", ""},
+                                   {"decrypt", "BCryptDecrypt", ""}};
+  for (std::size_t failing = 0; failing <= steps.size(); ++failing) {
+    SCOPED_TRACE(failing);
+    const ByteVector result = runWith(
+        failing, steps, {"close", "destroy key", "free object", "free iv"}, [](ByteVector& input) {
+          unsigned char iv[20], key[16] = {};
+          std::memset(iv, 'v', sizeof(iv));
+          return Crypto::decryptBuffer(input.data(), 32, iv, sizeof(iv), key, sizeof(key));
+        });
     // The last call can fail with the whole length already there: its trailing bytes stay on.
-    const std::string failing = c.failing;
-    EXPECT_EQ(result.size(), failing.empty() ? 30u : failing == "decrypt" ? 32u : 0u);
+    EXPECT_EQ(result.size(), failing == steps.size() ? 30u : failing == 8 ? 32u : 0u);
   }
 }
 
 TEST(CryptoScript, ShortIvReleasesWhatThereIs) {
-  const Case c = {"get BlockLength",
-                  "block length is longer than the provided IV length",
-                  {"close", "free object"}};
-  const Events steps = {"open AES", "get ObjectLength", "allocate object", "get BlockLength"};
-  const ByteVector result =
-      runWith({"", c.message, c.released}, steps, {"object"}, [](ByteVector& input) {
-        unsigned char block[16] = {};
-        return Crypto::decryptBuffer(input.data(), 32, block, 15, block, 16);
-      });
-  EXPECT_TRUE(result.empty());
+  script = Script();
+  script.roles = {"object"};
+  unsigned char block[32] = {};
+  const auto printed = test::printedBy(
+      [&] { EXPECT_TRUE(Crypto::decryptBuffer(block, 32, block, 15, block, 16).empty()); });
+  EXPECT_EQ(printed.out, "**** block length is longer than the provided IV length\n");
+  EXPECT_EQ(script.events, (Events{"open AES", "get ObjectLength", "allocate object",
+                                   "get BlockLength", "close", "free object"}));
 }
 
 TEST(CryptoScript, HashingReleasesInOrderWhateverFails) {
-  const Events steps = {"open SHA256",
-                        "get ObjectLength",
-                        "allocate object",
-                        "get HashDigestLength",
-                        "allocate digest",
-                        "create",
-                        "data",
-                        "finish"};
-  const Events all = {"close", "destroy hash", "free object", "free digest"};
-  const Case cases[] = {
-      {"", "", all},
-      {"open SHA256", "Error 0xc0de0001 returned by BCryptOpenAlgorithmProvider", {}},
-      {"get ObjectLength", "Error 0xc0de0001 returned by BCryptGetProperty", {"close"}},
-      {"allocate object", "memory allocation failed", {"close"}},
-      {"get HashDigestLength",
-       "Error 0xc0de0001 returned by BCryptGetProperty",
-       {"close", "free object"}},
-      {"allocate digest", "memory allocation failed", {"close", "free object"}},
-      {"create",
-       "Error 0xc0de0001 returned by BCryptCreateHash",
-       {"close", "free object", "free digest"}},
-      {"data", "Error 0xc0de0001 returned by BCryptHashData", all},
-      {"finish", "Error 0xc0de0001 returned by BCryptFinishHash", all},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.failing);
-    const ByteVector result = runWith(c, steps, {"object", "digest"}, [](ByteVector& input) {
-      return Crypto::hashBuffer(input.data(), 32);
-    });
-    EXPECT_EQ(result, *c.failing == '\0' ? ByteVector(32, 'd') : ByteVector());
+  const std::vector<Step> steps = {{"open SHA256", "BCryptOpenAlgorithmProvider", "close"},
+                                   {"get ObjectLength", "BCryptGetProperty", ""},
+                                   {"allocate object", "", "free object"},
+                                   {"get HashDigestLength", "BCryptGetProperty", ""},
+                                   {"allocate digest", "", "free digest"},
+                                   {"create", "BCryptCreateHash", "destroy hash"},
+                                   {"data", "BCryptHashData", ""},
+                                   {"finish", "BCryptFinishHash", ""}};
+  for (std::size_t failing = 0; failing <= steps.size(); ++failing) {
+    SCOPED_TRACE(failing);
+    const ByteVector result =
+        runWith(failing, steps, {"close", "destroy hash", "free object", "free digest"},
+                [](ByteVector& input) { return Crypto::hashBuffer(input.data(), 32); });
+    EXPECT_EQ(result, failing == steps.size() ? ByteVector(32, 'd') : ByteVector());
   }
 }
 
