@@ -30,7 +30,6 @@ using test::doublingNetwork;
 using test::Printed;
 using test::printedBy;
 using test::scalingNetwork;
-using test::Shape;
 
 constexpr char kPluginList[] = "<ie><plugins></plugins></ie>";
 
@@ -114,22 +113,21 @@ void expectThrow(const std::function<void()>& call, const char* text) {
 }
 
 TEST_F(Backend, RunsInputsOfEveryRankWithBatchOne) {
+  const auto f32 = ov::element::f32;
   const struct {
-    Shape shape;
-    const char* type;
+    ov::PartialShape shape;
+    ov::element::Type type;
     int size;  // with the batch, where there is one, made 1
-  } cases[] = {
-      {{6}, "f32", 6},
-      {{4, 3}, "f32", 3},
-      {{2, 3, 4}, "f32", 24},
-      {{4, 3, 2, 2}, "f32", 12},
-      {{4, 2, 3, 2, 2}, "f32", 24},
-      {{4, 3, 2, 2}, "u8", 12},
-      {{-1, 3, 2, 2}, "f32", 12},
-      {{6}, "i32", 6},
-  };
+  } cases[] = {{{6}, f32, 6},
+               {{4, 3}, f32, 3},
+               {{2, 3, 4}, f32, 24},
+               {{4, 3, 2, 2}, f32, 12},
+               {{4, 2, 3, 2, 2}, f32, 24},
+               {{4, 3, 2, 2}, ov::element::u8, 12},
+               {{-1, 3, 2, 2}, f32, 12},
+               {{6}, ov::element::i32, 6}};
   for (const auto& [shape, type, size] : cases) {
-    SCOPED_TRACE(testing::PrintToString(shape) + type);
+    SCOPED_TRACE(shape.to_string() + type.to_string());
     const auto model = load(pair("model", doublingNetwork(shape, type)));
     ASSERT_TRUE(model->IsLoaded());
     EXPECT_EQ(model->GetOutputSize(), size);
@@ -141,7 +139,7 @@ TEST_F(Backend, RunsInputsOfEveryRankWithBatchOne) {
 
 TEST_F(Backend, InputMemoryIsPlanarWhateverTheNetworkDeclares) {
   // Three pixels of two channels, interleaved inside the network: its answer comes interleaved too.
-  const auto model = load(pair("nhwc", doublingNetwork({1, 1, 3, 2}, "f32", "[N,H,W,C]")));
+  const auto model = load(pair("nhwc", doublingNetwork({1, 1, 3, 2}, ov::element::f32, "NHWC")));
   ASSERT_TRUE(model->IsLoaded());
   std::vector<float> planar = {1, 2, 3, 10, 20, 30};
   const NNData image(planar.data(), 2, 3, 1, ELayoutType::CHW, EDataType::FP32, true);
@@ -149,14 +147,10 @@ TEST_F(Backend, InputMemoryIsPlanarWhateverTheNetworkDeclares) {
 }
 
 TEST_F(Backend, WorksWithTheFirstInputAndOutputByName) {
-  test::NetworkText text;
-  const Shape small = {1, 2};
-  const Shape large = {1, 4};
-  const int b = text.parameter("b", small);
-  const int a = text.parameter("a", large);
-  text.result(text.binary("y", "Add", b, b, small), small);
-  text.result(text.binary("x", "Add", a, a, large), large);
-  const auto model = load(pair("two", text.str()));
+  const auto b = test::input("b", {1, 2});
+  const auto a = test::input("a", {1, 4});
+  const auto model =
+      load(pair("two", test::textOf({test::twice(b, "y"), test::twice(a, "x")}, {b, a})));
   ASSERT_TRUE(model->IsLoaded());
   EXPECT_EQ(model->GetOutputSize(), 4);
   expectDoubles(*runnerOf(*model), 4);
@@ -200,6 +194,9 @@ TEST_F(Backend, WhatTheEngineRefusesGivesItsTextOnOneStream) {
   EXPECT_THAT(refusal(pair("unknown", doublingNetwork({1, 3, -1, 2}))).error,
               testing::AllOf(testing::HasSubstr("'x'"), testing::HasSubstr("?")));
   EXPECT_EQ(refusal(pair("garbage", "no network at all")).out, "");
+  const test::Node w = ov::op::v0::Constant::create(ov::element::f32, {1}, {2.5F});
+  EXPECT_EQ(refusal(pair("closed", test::textOf({w}, {}), "1234")).error,
+            "The network has no input or no output\n");
 }
 
 TEST_F(Backend, DataPathIsAPrefix) {
@@ -220,13 +217,6 @@ TEST_F(Backend, DataPathIsAPrefix) {
     EXPECT_FALSE(OpenVINOModel(ModelParams{base.c_str(), nullptr, 0, prefixed}).IsLoaded());
   });
   EXPECT_THAT(loadPrinted.error, testing::EndsWith("\n"));
-}
-
-TEST_F(Backend, NetworkWithoutInputLeavesAsAnException) {
-  test::NetworkText text;
-  text.result(text.weight("w", 0), {1});
-  const std::string base = pair("closed", text.str(), "1234");
-  EXPECT_THROW(load(base), InferenceEngine::GeneralError);
 }
 
 TEST_F(Backend, EveryLoadWritesTheWaitPolicy) {

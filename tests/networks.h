@@ -1,100 +1,56 @@
 // Networks so small that their answers are worked out by hand, as texts of the engine's IR.
 #pragma once
 
+#include <memory>
 #include <sstream>
 #include <string>
-#include <vector>
+
+#include <openvino/core/model.hpp>
+#include <openvino/op/add.hpp>
+#include <openvino/op/constant.hpp>
+#include <openvino/op/multiply.hpp>
+#include <openvino/op/parameter.hpp>
+#include <openvino/pass/serialize.hpp>
 
 namespace OMB::test {
 
-using Shape = std::vector<int>;  // -1 stands for an unknown dimension
+using Node = std::shared_ptr<ov::Node>;
 
-/// Writes a network layer by layer; edges come with the layer that they lead to.
-class NetworkText {
- public:
-  /// Returns the layer's number. `type` is the element type in the IR's spelling.
-  int parameter(const std::string& name, const Shape& shape, const std::string& type = "f32",
-                const std::string& layout = "") {
-    const std::string attribute =
-        layout.empty() ? ""
-                       : R"(<rt_info><attribute name="layout" version="0" layout=")" + layout +
-                             R"("/></rt_info>)";
-    return add(name, "Parameter", "shape=\"" + list(shape) + "\" element_type=\"" + type + "\"", {},
-               shape, type, attribute);
-  }
-  /// One float of the weights, at `offset` bytes.
-  int weight(const std::string& name, int offset) {
-    return add(
-        name, "Const",
-        "element_type=\"f32\" shape=\"1\" offset=\"" + std::to_string(offset) + "\" size=\"4\"", {},
-        {1}, "f32");
-  }
-  int binary(const std::string& name, const std::string& type, int left, int right,
-             const Shape& shape, const std::string& element = "f32") {
-    return add(name, type, "auto_broadcast=\"numpy\"", {left, right}, shape, element);
-  }
-  void result(int source, const Shape& shape, const std::string& type = "f32") {
-    add("result" + std::to_string(count_), "Result", "", {source}, shape, type);
-  }
-  std::string str() const {
-    return "<?xml version=\"1.0\"?><net name=\"tiny\" version=\"11\"><layers>" + layers_.str() +
-           "</layers><edges>" + edges_.str() + "</edges></net>";
-  }
+inline std::shared_ptr<ov::op::v0::Parameter> input(
+    const std::string& name, const ov::PartialShape& shape,
+    const ov::element::Type& type = ov::element::f32) {
+  const auto made = std::make_shared<ov::op::v0::Parameter>(type, shape);
+  made->set_friendly_name(name);
+  return made;
+}
 
- private:
-  static std::string list(const Shape& shape) {
-    std::string text;
-    for (const int dimension : shape) text += (text.empty() ? "" : ",") + std::to_string(dimension);
-    return text;
-  }
-  static std::string port(int id, const Shape& shape, const std::string& type,
-                          const std::string& extra = "") {
-    std::string upper = type == "f32" ? "FP32" : type == "u8" ? "U8" : "I32";
-    std::string text = "<port id=\"" + std::to_string(id) + "\" precision=\"" + upper + "\">";
-    for (const int dimension : shape) text += "<dim>" + std::to_string(dimension) + "</dim>";
-    return text + extra + "</port>";
-  }
-  int add(const std::string& name, const std::string& type, const std::string& data,
-          const std::vector<int>& sources, const Shape& shape, const std::string& element,
-          const std::string& extra = "") {
-    const int id = count_++;
-    layers_ << "<layer id=\"" << id << "\" name=\"" << name << "\" type=\"" << type
-            << "\" version=\"opset1\">";
-    if (!data.empty()) layers_ << "<data " << data << "/>";
-    if (!sources.empty()) {
-      layers_ << "<input>";
-      for (std::size_t i = 0; i < sources.size(); ++i) {
-        layers_ << port(static_cast<int>(i), shape, element);
-        edges_ << "<edge from-layer=\"" << sources[i] << "\" from-port=\"9\" to-layer=\"" << id
-               << "\" to-port=\"" << i << "\"/>";
-      }
-      layers_ << "</input>";
-    }
-    if (type != "Result") layers_ << "<output>" << port(9, shape, element, extra) << "</output>";
-    layers_ << "</layer>";
-    return id;
-  }
+/// x + x, as an output of the name. Needs no weights.
+inline Node twice(const Node& x, const std::string& name = "y") {
+  const Node sum = std::make_shared<ov::op::v1::Add>(x, x);
+  sum->set_friendly_name(name);
+  return sum;
+}
 
-  int count_ = 0;
-  std::ostringstream layers_;
-  std::ostringstream edges_;
-};
-
-/// y = x + x: needs no weights.
-inline std::string doublingNetwork(const Shape& shape, const std::string& type = "f32",
-                                   const std::string& layout = "") {
-  NetworkText text;
-  const int x = text.parameter("x", shape, type, layout);
-  text.result(text.binary("y", "Add", x, x, shape, type), shape, type);
+inline std::string textOf(const ov::OutputVector& outputs, const ov::ParameterVector& inputs) {
+  std::ostringstream text, weights;
+  ov::pass::Serialize(text, weights).run_on_model(std::make_shared<ov::Model>(outputs, inputs));
   return text.str();
 }
 
-/// y = x * w, with the one weight at the start of the weights.
-inline std::string scalingNetwork(const Shape& shape) {
-  NetworkText text;
-  const int x = text.parameter("x", shape);
-  text.result(text.binary("y", "Multiply", x, text.weight("w", 0), shape), shape);
-  return text.str();
+/// y = x + x
+inline std::string doublingNetwork(const ov::PartialShape& shape,
+                                   const ov::element::Type& type = ov::element::f32,
+                                   const char* layout = nullptr) {
+  const auto x = input("x", shape, type);
+  if (layout != nullptr) x->set_layout(layout);
+  return textOf({twice(x)}, {x});
+}
+
+/// y = x * w, with the one weight alone in the weights.
+inline std::string scalingNetwork(const ov::PartialShape& shape) {
+  const auto x = input("x", shape);
+  const Node w = ov::op::v0::Constant::create(ov::element::f32, {1}, {2.5F});
+  return textOf({std::make_shared<ov::op::v1::Multiply>(x, w)}, {x});
 }
 
 }  // namespace OMB::test

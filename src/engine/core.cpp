@@ -127,7 +127,12 @@ void Core::RegisterPlugin(const std::string& plugin, const std::string& device) 
 }
 
 CNNNetwork Core::ReadNetwork(const std::string& text, const Blob::Ptr& weights) const {
-  return CNNNetwork(engineCall([&] { return impl_->core.read_model(text, weights->tensor()); }));
+  CNNNetwork network(engineCall([&] { return impl_->core.read_model(text, weights->tensor()); }));
+  // A text that was cut may still be read: as a network that nothing goes into or comes out of.
+  if (network.impl_->inputs.empty() || network.impl_->outputs.empty()) {
+    throw GeneralError("The network has no input or no output");
+  }
+  return network;
 }
 
 ExecutableNetwork Core::LoadNetwork(const CNNNetwork& network, const std::string& device,

@@ -3,7 +3,6 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
-
 #include <ombrel/ombrel.h>
 
 int main(int, char** arguments) {
@@ -16,7 +15,8 @@ int main(int, char** arguments) {
 
   OMB::Config config;
   config.SetDataPath((backend.parent_path() / "").string());
-  const std::unique_ptr<OMB::INNModel> model(plugin.GetCreateMethod()({arguments[1], nullptr, 0, config}));
+  const std::unique_ptr<OMB::INNModel> model(
+      plugin.GetCreateMethod()({arguments[1], nullptr, 0, config}));
   if (!model->IsLoaded()) return 2;
   const std::unique_ptr<OMB::INNRunner> runner(model->CreateRunner());
   float pixels[] = {1, 2, 3};

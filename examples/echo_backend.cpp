@@ -1,6 +1,8 @@
-// A backend whose network puts out its input, 3 channels of 4x2, with the first byte of the key
-// added. It loads if the pair and plugins.xml are there; 13 threads give a runner that is not
-// ready, and a model whose name ends in "fails" one that throws.
+// The least that a backend is: two classes and two exports, over the public headers alone.
+//
+// Its network puts out its input, 3 channels of 4x2, with the first byte of the key added. It loads
+// if the pair and plugins.xml are there. So that hosts can be tested on what may go wrong, 13
+// threads give a runner that is not ready, and a model whose name ends in "fails" one that throws.
 #include <algorithm>
 #include <array>
 #include <stdexcept>
