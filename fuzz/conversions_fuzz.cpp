@@ -3,8 +3,8 @@
 
 #include "ombrel/image/data_transformer.h"
 
+#include "expected_conversion.h"
 #include "fuzz_input.h"
-#include "image/transform_plain.h"
 
 namespace OMB::fuzz {
 namespace {
@@ -19,7 +19,7 @@ void compare(const NNData& image, NNData result, Input input) {
   const std::size_t count = channels * pixels;
   // As long as they have to be and no longer, for the sanitizer to see a step beside them.
   const auto source = std::make_unique<S[]>(count);
-  const auto target = std::make_unique<D[]>(count), untouched = std::make_unique<D[]>(count);
+  const auto target = std::make_unique<D[]>(count);
   if (count != 0)
     std::memcpy(source.get(), input.bytes(count * sizeof(S)).data(), count * sizeof(S));
   NNData from = image;
@@ -28,13 +28,11 @@ void compare(const NNData& image, NNData result, Input input) {
   REQUIRE(DataTransformer::processData(&from, &result) == &result);
 
   const bool known = result.type == EDataType::U8 || result.type == EDataType::FP32;
-  const bool interleaves = image.layout == ELayoutType::CHW && result.layout == ELayoutType::HWC;
+  const auto expected =
+      known ? test::expectedBlock<S, D>(source.get(), pixels, channels, image.layout, result.layout)
+            : std::vector<D>(count);
   for (std::size_t i = 0; i < count; ++i) {
-    const std::size_t at = image.layout == result.layout ? i
-                           : interleaves                 ? i % channels * pixels + i / channels
-                                                         : i % pixels * channels + i / pixels;
-    const D wanted = known ? ImageUtils::ConvertSample<S, D>(source[at]) : D();
-    REQUIRE(std::memcmp(&target[i], &wanted, sizeof(D)) == 0);
+    REQUIRE(std::memcmp(&target[i], &expected[i], sizeof(D)) == 0);
   }
 }
 

@@ -1,9 +1,9 @@
 // Crypto over a scripted platform: every step is made to fail alone, and what is printed, returned
-// and released, and in which order, is compared.
-#include <algorithm>
+// and released, and in which order, is compared. What the calls are given shows over the real one.
 #include <cstdlib>
 #include <cstring>
 #include <map>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -16,19 +16,27 @@ namespace {
 
 // What the platform was asked for, in order, and which of it is to fail.
 struct Script {
-  std::string failing;  // an event, or nothing
-  std::vector<std::string> events;
-  std::map<const void*, std::string> blocks;  // by their roles, in the order of allocation
-  std::vector<std::string> roles;
-  unsigned char algorithm = 0, key = 0, hash = 0;
+  std::string failing;                        // an event, or nothing
+  std::string events;                         // each with a space behind
+  std::map<std::string, char> handles;        // at these addresses
+  std::map<const void*, std::string> blocks;  // of the heap, by their roles
 };
 Script script;
 
-constexpr NTSTATUS kFailure = static_cast<NTSTATUS>(0xC0DE0001);
+NTSTATUS record(const std::string& event) {
+  script.events += event + " ";
+  return event == script.failing ? static_cast<NTSTATUS>(0xC0DE0001) : 0;
+}
 
-NTSTATUS record(std::string event) {
-  script.events.push_back(event);
-  return event == script.failing ? kFailure : 0;
+NTSTATUS give(const std::string& name, const std::string& event, void** handle) {
+  const NTSTATUS status = record(event);
+  if (status >= 0) *handle = &script.handles[name];
+  return status;
+}
+
+NTSTATUS takeBack(const std::string& name, void* handle, const std::string& event) {
+  EXPECT_EQ(handle, &script.handles[name]);
+  return record(event);
 }
 
 std::string narrow(const wchar_t* text) {
@@ -39,95 +47,68 @@ std::string narrow(const wchar_t* text) {
 
 NTSTATUS BCryptOpenAlgorithmProvider(BCRYPT_ALG_HANDLE* algorithm, const wchar_t* name,
                                      const wchar_t*, ULONG) {
-  const NTSTATUS status = record("open " + narrow(name));
-  if (status >= 0) *algorithm = &script.algorithm;
-  return status;
+  return give("provider", "OpenAlgorithmProvider:" + narrow(name), algorithm);
 }
 NTSTATUS BCryptCloseAlgorithmProvider(BCRYPT_ALG_HANDLE algorithm, ULONG) {
-  EXPECT_EQ(algorithm, &script.algorithm);
-  return record("close");
+  return takeBack("provider", algorithm, "CloseAlgorithmProvider");
 }
-NTSTATUS BCryptGetProperty(BCRYPT_HANDLE, const wchar_t* property, PUCHAR value, ULONG size, ULONG*,
+NTSTATUS BCryptGetProperty(BCRYPT_HANDLE, const wchar_t* property, PUCHAR value, ULONG, ULONG*,
                            ULONG) {
   const std::string name = narrow(property);
-  const NTSTATUS status = record("get " + name);
+  const NTSTATUS status = record("GetProperty:" + name);
   const DWORD length = name == "ObjectLength" ? 100 : name == "BlockLength" ? 16 : 32;
-  EXPECT_EQ(size, sizeof(length));
   if (status >= 0) std::memcpy(value, &length, sizeof(length));
   return status;
 }
-NTSTATUS BCryptSetProperty(BCRYPT_HANDLE, const wchar_t* property, PUCHAR value, ULONG size,
-                           ULONG) {
-  const wchar_t mode[] = L"ChainingModeCBC";
-  EXPECT_EQ(size, sizeof(mode));
-  EXPECT_EQ(std::memcmp(value, mode, sizeof(mode)), 0);
-  return record("set " + narrow(property));
+NTSTATUS BCryptSetProperty(BCRYPT_HANDLE, const wchar_t* property, PUCHAR, ULONG, ULONG) {
+  return record("SetProperty:" + narrow(property));
 }
-NTSTATUS BCryptGenerateSymmetricKey(BCRYPT_ALG_HANDLE, BCRYPT_KEY_HANDLE* key, PUCHAR object,
-                                    ULONG size, PUCHAR, ULONG secretSize, ULONG) {
+NTSTATUS BCryptGenerateSymmetricKey(BCRYPT_ALG_HANDLE, BCRYPT_KEY_HANDLE* key, PUCHAR object, ULONG,
+                                    PUCHAR, ULONG, ULONG) {
   EXPECT_EQ(script.blocks[object], "object");
-  EXPECT_EQ(size, 100u);
-  EXPECT_EQ(secretSize, 16u);
-  const NTSTATUS status = record("generate");
-  if (status >= 0) *key = &script.key;
-  return status;
+  return give("key", "GenerateSymmetricKey", key);
 }
-NTSTATUS BCryptDecrypt(BCRYPT_KEY_HANDLE key, PUCHAR input, ULONG inputSize, void* padding,
-                       PUCHAR iv, ULONG ivSize, PUCHAR output, ULONG outputSize, ULONG* resultSize,
-                       ULONG flags) {
-  EXPECT_EQ(key, &script.key);
-  EXPECT_TRUE(padding == nullptr && flags == 0);
+NTSTATUS BCryptDecrypt(BCRYPT_KEY_HANDLE key, PUCHAR input, ULONG inputSize, void*, PUCHAR iv,
+                       ULONG, PUCHAR output, ULONG, ULONG* resultSize, ULONG) {
   EXPECT_EQ(script.blocks[iv], "iv");
-  EXPECT_EQ(std::string(iv, iv + ivSize), std::string(16, 'v'));
   *resultSize = inputSize;
-  const NTSTATUS status = record(output == nullptr ? "decrypt size" : "decrypt");
-  if (output != nullptr) {
-    EXPECT_EQ(outputSize, inputSize);
-    std::memcpy(output, input, inputSize);
-    std::memset(iv, 0, ivSize);
-  }
-  return status;
+  if (output == nullptr) return takeBack("key", key, "Decrypt:size");
+  std::memcpy(output, input, inputSize);
+  return takeBack("key", key, "Decrypt");
 }
 NTSTATUS BCryptDestroyKey(BCRYPT_KEY_HANDLE key) {
-  EXPECT_EQ(key, &script.key);
-  return record("destroy key");
+  return takeBack("key", key, "DestroyKey");
 }
-NTSTATUS BCryptCreateHash(BCRYPT_ALG_HANDLE, BCRYPT_HASH_HANDLE* hash, PUCHAR object, ULONG size,
-                          PUCHAR, ULONG, ULONG) {
+NTSTATUS BCryptCreateHash(BCRYPT_ALG_HANDLE, BCRYPT_HASH_HANDLE* hash, PUCHAR object, ULONG, PUCHAR,
+                          ULONG, ULONG) {
   EXPECT_EQ(script.blocks[object], "object");
-  EXPECT_EQ(size, 100u);
-  const NTSTATUS status = record("create");
-  if (status >= 0) *hash = &script.hash;
-  return status;
+  return give("hash", "CreateHash", hash);
 }
-NTSTATUS BCryptHashData(BCRYPT_HASH_HANDLE, PUCHAR, ULONG size, ULONG) {
-  EXPECT_EQ(size, 32u);
-  return record("data");
+NTSTATUS BCryptHashData(BCRYPT_HASH_HANDLE, PUCHAR, ULONG, ULONG) {
+  return record("HashData");
 }
 NTSTATUS BCryptFinishHash(BCRYPT_HASH_HANDLE, PUCHAR output, ULONG size, ULONG) {
   EXPECT_EQ(script.blocks[output], "digest");
-  EXPECT_EQ(size, 32u);
   std::memset(output, 'd', size);
-  return record("finish");
+  return record("FinishHash");
 }
 NTSTATUS BCryptDestroyHash(BCRYPT_HASH_HANDLE hash) {
-  EXPECT_EQ(hash, &script.hash);
-  return record("destroy hash");
+  return takeBack("hash", hash, "DestroyHash");
 }
 SCRIPTED_CALL(HANDLE, GetProcessHeap, ()) {
   return &script;
 }
 SCRIPTED_CALL(void*, HeapAlloc, (HANDLE heap, DWORD, std::size_t size)) {
   EXPECT_EQ(heap, &script);
-  const std::string role = script.roles.at(script.blocks.size());
-  if (record("allocate " + role) < 0) return nullptr;
+  const std::string role = size == 100 ? "object" : size == 16 ? "iv" : "digest";
+  if (record("HeapAlloc:" + role) < 0) return nullptr;
   void* block = std::malloc(size);
   std::memset(block, 0xA5, size);
   script.blocks[block] = role;
   return block;
 }
 SCRIPTED_CALL(BOOL, HeapFree, (HANDLE, DWORD, void* block)) {
-  record("free " + script.blocks.at(block));
+  record("HeapFree:" + script.blocks.at(block));
   std::free(block);
   return 1;
 }
@@ -135,98 +116,87 @@ SCRIPTED_CALL(BOOL, HeapFree, (HANDLE, DWORD, void* block)) {
 namespace OMB {
 namespace {
 
-using Events = std::vector<std::string>;
-
-struct Step {
-  std::string event;
-  std::string call;     // that a failure is told of; empty for an allocation
-  std::string release;  // what a success makes to be released; empty for nothing
+// What undoes a step, in the order in which it has to happen.
+constexpr std::pair<const char*, const char*> kReleases[] = {
+    {"OpenAlgorithmProvider", "CloseAlgorithmProvider "},
+    {"GenerateSymmetricKey", "DestroyKey "},
+    {"CreateHash", "DestroyHash "},
+    {"HeapAlloc:object", "HeapFree:object "},
+    {"HeapAlloc:iv", "HeapFree:iv "},
+    {"HeapAlloc:digest", "HeapFree:digest "},
 };
-const std::string kFree = "free ";
 
-// Runs the operation with one step failing, or none for one past the last, and compares what is
-// called, released and printed.
-ByteVector runWith(std::size_t failing, const std::vector<Step>& steps, const Events& releaseOrder,
-                   ByteVector (*operation)(ByteVector&)) {
+std::string messageOf(const std::string& failing) {
+  if (failing.empty()) return "";
+  if (failing.starts_with("Heap")) return "**** memory allocation failed\n";
+  const std::string call = failing.substr(0, failing.find(':'));
+  return "**** Error 0xc0de0001 returned by BCrypt" + call + "\n";
+}
+
+// Runs the operation on 32 bytes with one event failing, and compares what is done and printed.
+template <typename Operation>
+ByteVector runWith(const std::string& failing, const std::string& events,
+                   const std::string& message, const Operation& operation) {
+  SCOPED_TRACE(failing);
   script = Script();
-  Events expected, taken;
-  std::string message;
-  for (std::size_t i = 0; i < steps.size(); ++i) {
-    const Step& step = steps[i];
-    if (step.release.starts_with(kFree)) script.roles.push_back(step.release.substr(5));
-    if (i > failing) continue;
-    expected.push_back(step.event);
-    if (i < failing) {
-      taken.push_back(step.release);
-      continue;
-    }
-    script.failing = step.event;
-    message = step.call.empty() ? "**** memory allocation failed\n"
-                                : "**** Error 0xc0de0001 returned by " + step.call + "\n";
-  }
-  for (const std::string& release : releaseOrder) {
-    if (std::count(taken.begin(), taken.end(), release) != 0) expected.push_back(release);
-  }
-  ByteVector input(32, 'x');
+  script.failing = failing;
+  ByteVector input(32, 'x'), result;
   input.back() = 2;
-  ByteVector result;
-  const auto printed = test::printedBy([&] { result = operation(input); });
-  EXPECT_EQ(script.events, expected);
+  const auto printed = test::printedBy([&] { result = operation(input.data()); });
+  EXPECT_EQ(script.events, events);
   EXPECT_EQ(printed.out, message);
   EXPECT_EQ(printed.error, "");
   return result;
 }
 
-TEST(CryptoScript, DecryptionReleasesInOrderWhateverFails) {
-  const std::vector<Step> steps = {{"open AES", "BCryptOpenAlgorithmProvider", "close"},
-                                   {"get ObjectLength", "BCryptGetProperty", ""},
-                                   {"allocate object", "", "free object"},
-                                   {"get BlockLength", "BCryptGetProperty", ""},
-                                   {"allocate iv", "", "free iv"},
-                                   {"set ChainingMode", "BCryptSetProperty", ""},
-                                   {"generate", "BCryptGenerateSymmetricKey", "destroy key"},
-                                   {"decrypt size", "BCryptDecrypt", ""},
-                                   {"decrypt", "BCryptDecrypt", ""}};
-  for (std::size_t failing = 0; failing <= steps.size(); ++failing) {
-    SCOPED_TRACE(failing);
-    const ByteVector result = runWith(
-        failing, steps, {"close", "destroy key", "free object", "free iv"}, [](ByteVector& input) {
-          unsigned char iv[20], key[16] = {};
-          std::memset(iv, 'v', sizeof(iv));
-          return Crypto::decryptBuffer(input.data(), 32, iv, sizeof(iv), key, sizeof(key));
-        });
-    // The last call can fail with the whole length already there: its trailing bytes stay on.
-    EXPECT_EQ(result.size(), failing == steps.size() ? 30u : failing == 8 ? 32u : 0u);
+// The results with each of the steps failing, and with none.
+template <typename Operation>
+std::vector<ByteVector> failEach(const std::string& steps, const Operation& operation) {
+  std::vector<ByteVector> results;
+  std::istringstream words(steps + " .");
+  std::string made;
+  for (std::string step; words >> step; made += step + " ") {
+    const std::string failing = step == "." ? "" : step;
+    std::string expected = failing.empty() ? made : made + step + " ";
+    for (const auto& [make, release] : kReleases) {
+      if (made.find(make) != std::string::npos) expected += release;
+    }
+    results.push_back(runWith(failing, expected, messageOf(failing), operation));
   }
+  return results;
 }
 
-TEST(CryptoScript, ShortIvReleasesWhatThereIs) {
-  script = Script();
-  script.roles = {"object"};
-  unsigned char block[32] = {};
-  const auto printed = test::printedBy(
-      [&] { EXPECT_TRUE(Crypto::decryptBuffer(block, 32, block, 15, block, 16).empty()); });
-  EXPECT_EQ(printed.out, "**** block length is longer than the provided IV length\n");
-  EXPECT_EQ(script.events, (Events{"open AES", "get ObjectLength", "allocate object",
-                                   "get BlockLength", "close", "free object"}));
+ByteVector decrypt(unsigned char* input, int ivSize) {
+  unsigned char iv[20] = {}, key[16] = {};
+  return Crypto::decryptBuffer(input, 32, iv, ivSize, key, sizeof(key));
+}
+
+TEST(CryptoScript, DecryptionReleasesInOrderWhateverFails) {
+  const std::string start =
+      "OpenAlgorithmProvider:AES GetProperty:ObjectLength HeapAlloc:object "
+      "GetProperty:BlockLength ";
+  std::vector<ByteVector> expected(10);
+  // The last call can fail with the whole length already there: its trailing bytes stay on.
+  expected[8].assign(32, 'x');
+  expected[8].back() = 2;
+  expected[9].assign(30, 'x');
+  EXPECT_EQ(failEach(start + "HeapAlloc:iv SetProperty:ChainingMode GenerateSymmetricKey "
+                             "Decrypt:size Decrypt",
+                     [](unsigned char* input) { return decrypt(input, 20); }),
+            expected);
+  EXPECT_EQ(runWith("", start + "CloseAlgorithmProvider HeapFree:object ",
+                    "**** block length is longer than the provided IV length\n",
+                    [](unsigned char* input) { return decrypt(input, 15); }),
+            ByteVector());
 }
 
 TEST(CryptoScript, HashingReleasesInOrderWhateverFails) {
-  const std::vector<Step> steps = {{"open SHA256", "BCryptOpenAlgorithmProvider", "close"},
-                                   {"get ObjectLength", "BCryptGetProperty", ""},
-                                   {"allocate object", "", "free object"},
-                                   {"get HashDigestLength", "BCryptGetProperty", ""},
-                                   {"allocate digest", "", "free digest"},
-                                   {"create", "BCryptCreateHash", "destroy hash"},
-                                   {"data", "BCryptHashData", ""},
-                                   {"finish", "BCryptFinishHash", ""}};
-  for (std::size_t failing = 0; failing <= steps.size(); ++failing) {
-    SCOPED_TRACE(failing);
-    const ByteVector result =
-        runWith(failing, steps, {"close", "destroy hash", "free object", "free digest"},
-                [](ByteVector& input) { return Crypto::hashBuffer(input.data(), 32); });
-    EXPECT_EQ(result, failing == steps.size() ? ByteVector(32, 'd') : ByteVector());
-  }
+  std::vector<ByteVector> expected(9);
+  expected.back().assign(32, 'd');
+  EXPECT_EQ(failEach("OpenAlgorithmProvider:SHA256 GetProperty:ObjectLength HeapAlloc:object "
+                     "GetProperty:HashDigestLength HeapAlloc:digest CreateHash HashData FinishHash",
+                     [](unsigned char* input) { return Crypto::hashBuffer(input, 32); }),
+            expected);
 }
 
 }  // namespace

@@ -26,68 +26,45 @@ using test::fromHex;
 using test::printedBy;
 using test::TemporaryDirectory;
 
-struct FileForms {
-  std::int64_t narrowPointer, widePointer, narrowString, wideString;
-};
-
-FileForms sizesOf(const std::string& name) {
-  const std::wstring wide = test::pathOf(name).wstring();
-  return {Utility::fileSize(name.c_str()), Utility::fileSize(wide.c_str()), Utility::fileSize(name),
-          Utility::fileSize(wide)};
-}
-
 TEST(FileUtils, SizeIsTheSameInAllForms) {
   const TemporaryDirectory folder;
   const std::string big = folder.write("big", "x");
   std::filesystem::resize_file(big, (std::uintmax_t{3} << 30) + 5);  // a hole: takes no room
   const std::string deep = folder.addDeep() + "deep";
   std::ofstream(test::pathOf(deep)) << "four";
-  const struct {
-    std::string name;
-    std::int64_t size;
-  } cases[] = {{folder / "missing", -1},
-               {folder.write("empty", ""), 0},
-               {folder.write("five", std::string_view("12\0\n5", 5)), 5},
-               {folder.path().string(), -1},
-               {folder / "missing/deeper", -1},
-               {deep, 4},
-               {big, (std::int64_t{3} << 30) + 5}};
+  const std::pair<std::string, std::int64_t> cases[] = {
+      {folder / "missing", -1},
+      {folder.write("empty", ""), 0},
+      {folder.write("five", std::string_view("12\0\n5", 5)), 5},
+      {folder.path().string(), -1},
+      {folder / "missing/deeper", -1},
+      {deep, 4},
+      {big, (std::int64_t{3} << 30) + 5}};
   for (const auto& [name, size] : cases) {
-    SCOPED_TRACE(name);
-    const FileForms sizes = sizesOf(name);
-    EXPECT_EQ(sizes.narrowPointer, size);
-    EXPECT_EQ(sizes.widePointer, size);
-    EXPECT_EQ(sizes.narrowString, size);
-    EXPECT_EQ(sizes.wideString, size);
+    const std::wstring wide = test::pathOf(name).wstring();
+    EXPECT_EQ(Utility::fileSize(name), size) << name;
+    EXPECT_EQ(Utility::fileSize(name.c_str()), size) << name;
+    EXPECT_EQ(Utility::fileSize(wide), size) << name;
+    EXPECT_EQ(Utility::fileSize(wide.c_str()), size) << name;
   }
-}
-
-// The narrow forms take the system's own encoding, which has no such name on every system.
-TEST(FileUtils, WideNamesAreUnicode) {
-  const TemporaryDirectory folder;
-  folder.write("\xC3\xA9\xE6\xBC\xA2\xF0\x9F\x98\x80", "bytes");
-  const std::wstring name = folder.path().wstring() + L"/\u00E9\u6F22\U0001F600";
-  EXPECT_EQ(Utility::fileSize(name), 5);
-  std::string bytes(5, '#');
-  Utility::readAllFile(name, bytes.data(), bytes.size());
-  EXPECT_EQ(bytes, "bytes");
 }
 
 TEST(FileUtils, ReadsWhatTheFileHasAndLeavesTheRest) {
   const TemporaryDirectory folder;
-  const std::string name = folder.write("name", std::string_view("a\r\n\0z", 5));
-  for (const std::uint64_t size :
-       {std::uint64_t{0}, std::uint64_t{3}, std::uint64_t{5}, std::uint64_t{9}}) {
-    for (const bool wide : {false, true}) {
-      std::string buffer(10, '#');
-      if (wide) {
-        Utility::readAllFile(std::filesystem::path(name).wstring(), buffer.data(), size);
-      } else {
-        Utility::readAllFile(name, buffer.data(), size);
-      }
-      const std::size_t read = std::min<std::size_t>(size, 5);
-      EXPECT_EQ(buffer, std::string("a\r\n\0z", 5).substr(0, read) + std::string(10 - read, '#'));
-    }
+  const std::string content("a\r\n\0z", 5);
+  // A narrow name is of the system's own encoding, which has no such characters on every system.
+  folder.write("\xC3\xA9\xE6\xBC\xA2\xF0\x9F\x98\x80", content);
+  const std::wstring wide = folder.path().wstring() + L"/\u00E9\u6F22\U0001F600";
+  EXPECT_EQ(Utility::fileSize(wide), 5);
+  const std::string narrow = folder.write("name", content);
+  for (const std::size_t size : {0U, 3U, 5U, 9U}) {
+    const std::size_t read = std::min<std::size_t>(size, 5);
+    const std::string expected = content.substr(0, read) + std::string(10 - read, '#');
+    std::string buffer(10, '#'), wideBuffer = buffer;
+    Utility::readAllFile(narrow, buffer.data(), size);
+    Utility::readAllFile(wide, wideBuffer.data(), size);
+    EXPECT_EQ(buffer, expected);
+    EXPECT_EQ(wideBuffer, expected);
   }
   for (const std::string& unreadable : {folder / "missing", folder.path().string()}) {
     std::string buffer(10, '#');
@@ -105,177 +82,129 @@ TEST(ByteVector, UnusedMemoryIsZeroAndWhatWasHeldIsWiped) {
               static_cast<std::ptrdiff_t>(size - size / 2));
     bytes.resize(size);
     EXPECT_EQ(bytes.data(), memory);
-    EXPECT_EQ(bytes.front(), 7);
-    EXPECT_EQ(bytes.back(), 0);
     bytes.resize(size / 3, 7);
     bytes.back() = 5;
     releaseUnused(bytes);
-    EXPECT_EQ(bytes.back(), 5);
     bytes.resize(size);
-    EXPECT_EQ(std::count(bytes.begin() + static_cast<std::ptrdiff_t>(size / 3), bytes.end(), 0),
-              static_cast<std::ptrdiff_t>(size - size / 3));
+    ByteVector expected(size, 0);
+    std::fill_n(expected.begin(), size / 3, 7);
+    expected[size / 3 - 1] = 5;
+    EXPECT_TRUE(bytes == expected);
     bytes.insert(bytes.begin(), 9);
-    EXPECT_EQ(bytes.size(), size + 1);
     EXPECT_EQ(bytes[1], 7);
-    EXPECT_EQ(ByteVector(size), ByteVector(size, 0));
+    EXPECT_TRUE(ByteVector(size) == ByteVector(size, 0));
   }
 }
 
-// NIST SP 800-38A, F.2: one plaintext of four blocks under a key of each length.
+// NIST SP 800-38A, F.2: the first block under a key of each length.
 constexpr char kIv[] = "000102030405060708090a0b0c0d0e0f";
-constexpr char kPlain[] =
-    "6bc1bee22e409f96e93d7e117393172aae2d8a571e03ac9c9eb76fac45af8e51"
-    "30c81c46a35ce411e5fbc1191a0a52eff69f2445df4f9b17ad2b417be66c3710";
+constexpr char kPlain[] = "6bc1bee22e409f96e93d7e117393172a";
 struct CbcVector {
-  const char* key;
-  const char* cipher;
+  const char *key, *cipher;
 };
 constexpr CbcVector kCbcVectors[] = {
-    {"2b7e151628aed2a6abf7158809cf4f3c",
-     "7649abac8119b246cee98e9b12e9197d5086cb9b507219ee95db113a917678b2"
-     "73bed6b8e3c1743b7116e69e222295163ff1caa1681fac09120eca307586e1a7"},
-    {"8e73b0f7da0e6452c810f32b809079e562f8ead2522c6b7b",
-     "4f021db243bc633d7178183a9fa071e8b4d9ada9ad7dedf4e5e738763f69145a"
-     "571b242012fb7ae07fa9baac3df102e008b0e27988598881d920a9e64f5615cd"},
+    {"2b7e151628aed2a6abf7158809cf4f3c", "7649abac8119b246cee98e9b12e9197d"},
+    {"8e73b0f7da0e6452c810f32b809079e562f8ead2522c6b7b", "4f021db243bc633d7178183a9fa071e8"},
     {"603deb1015ca71be2b73aef0857d77811f352c073b6108d72d9810a30914dff4",
-     "f58c4c04d6e5f1ba779eabfb5f7bfbd69cfc4e967edb808d679f777bc6702c7d"
-     "39f23369a9d9bacfa530e26304231461b2eb05e2c39be9fcda6c19078c6a9d1b"},
+     "f58c4c04d6e5f1ba779eabfb5f7bfbd6"},
 };
 
 ByteVector decrypt(ByteVector cipher, ByteVector iv, ByteVector key) {
-  const ByteVector callersIv = iv;
+  const ByteVector callersIv = iv, callersCipher = cipher;
   ByteVector plain =
       Crypto::decryptBuffer(cipher.data(), static_cast<int>(cipher.size()), iv.data(),
                             static_cast<int>(iv.size()), key.data(), static_cast<int>(key.size()));
   EXPECT_EQ(iv, callersIv);
+  EXPECT_EQ(cipher, callersCipher);
   return plain;
 }
 
+ByteVector exclusiveOr(ByteVector left, const ByteVector& right) {
+  std::transform(left.begin(), left.end(), right.begin(), left.begin(), std::bit_xor<>());
+  return left;
+}
+
 // CBC makes any plaintext out of one block: the IV is XORed in last.
-ByteVector ivThatEndsPlaintextIn(unsigned char last) {
-  ByteVector iv = fromHex(kIv);
-  iv[15] = static_cast<unsigned char>(iv[15] ^ fromHex(kPlain)[15] ^ last);
-  return iv;
+ByteVector ivFor(const ByteVector& plain) {
+  return exclusiveOr(exclusiveOr(fromHex(kIv), fromHex(kPlain)), plain);
 }
 
-TEST(Crypto, DecryptsPublishedVectors) {
-  const ByteVector plain = fromHex(kPlain);
+auto throwsTooLong() {
+  return testing::ThrowsMessage<std::length_error>(testing::StrEq("vector too long"));
+}
+
+TEST(Crypto, DecryptsPublishedVectorsAndTakesOffWhatTheLastByteSays) {
   for (const CbcVector& vector : kCbcVectors) {
-    // Its last byte, 0x10, takes off a whole block.
-    const ByteVector expected(plain.begin(), plain.end() - 16);
-    EXPECT_EQ(decrypt(fromHex(vector.cipher), fromHex(kIv), fromHex(vector.key)), expected);
-    ByteVector longer = fromHex(kIv);
-    longer.resize(32, 0xFF);
-    EXPECT_EQ(decrypt(fromHex(vector.cipher), longer, fromHex(vector.key)), expected);
-  }
-}
-
-TEST(Crypto, TakesOffWhatTheLastByteSays) {
-  const ByteVector key = fromHex(kCbcVectors[0].key);
-  const ByteVector cipher = fromHex(std::string_view(kCbcVectors[0].cipher, 32));
-  for (const unsigned last : {0u, 1u, 15u, 16u}) {
-    const ByteVector plain =
-        decrypt(cipher, ivThatEndsPlaintextIn(static_cast<unsigned char>(last)), key);
-    ASSERT_EQ(plain.size(), 16 - last);
-    EXPECT_TRUE(std::equal(plain.begin(),
-                           plain.begin() + std::min<int>(15, 16 - static_cast<int>(last)),
-                           fromHex(kPlain).begin()));
-  }
-  for (const int last : {17, 200, 255}) {
-    try {
-      EXPECT_EQ(decrypt(cipher, ivThatEndsPlaintextIn(static_cast<unsigned char>(last)), key),
-                ByteVector())
-          << "has to throw";
-    } catch (const std::length_error& failure) {
-      EXPECT_STREQ(failure.what(), "vector too long");
+    const ByteVector cipher = fromHex(vector.cipher), key = fromHex(vector.key);
+    ByteVector plain = fromHex(kPlain);
+    for (const int last : {0, 1, 15, 16, 17, 200, 255}) {
+      plain[15] = static_cast<unsigned char>(last);
+      ByteVector longIv = ivFor(plain);
+      longIv.push_back(0xFF);
+      if (last > 16) {
+        EXPECT_THAT([&] { decrypt(cipher, longIv, key); }, throwsTooLong());
+        continue;
+      }
+      const ByteVector expected(plain.begin(), plain.end() - last);
+      EXPECT_EQ(decrypt(cipher, ivFor(plain), key), expected);
+      EXPECT_EQ(decrypt(cipher, longIv, key), expected);
     }
   }
 
-  // More than a block may go: the first block's ciphertext repeated behind a chain of 32.
-  ByteVector many;
-  for (int block = 0; block < 32; ++block) many.insert(many.end(), cipher.begin(), cipher.end());
-  const ByteVector raw = fromHex(kPlain);
-  const unsigned char natural = static_cast<unsigned char>(raw[15] ^ fromHex(kIv)[15] ^ cipher[15]);
-  ASSERT_GT(natural, 16);
-  EXPECT_EQ(decrypt(many, fromHex(kIv), key).size(), 512u - natural);
+  // More than a block may go: a block's ciphertext 32 times, of which all but the first are alike.
+  const ByteVector cipher = fromHex(kCbcVectors[0].cipher);
+  const ByteVector chained = exclusiveOr(exclusiveOr(fromHex(kPlain), fromHex(kIv)), cipher);
+  ByteVector many, expected = fromHex(kPlain);
+  for (int block = 0; block < 32; ++block) {
+    many.insert(many.end(), cipher.begin(), cipher.end());
+    if (block != 0) expected.insert(expected.end(), chained.begin(), chained.end());
+  }
+  ASSERT_GT(expected.back(), 16);
+  expected.resize(512U - expected.back());
+  EXPECT_EQ(decrypt(many, fromHex(kIv), fromHex(kCbcVectors[0].key)), expected);
 }
 
-TEST(Crypto, RefusesWithAMessageAndLeavesTheCallersBlocks) {
-  ByteVector cipher = fromHex(kCbcVectors[0].cipher);
-  ByteVector iv = fromHex(kIv);
-  ByteVector key(64, 1);
+TEST(Crypto, RefusesWithAMessage) {
   const struct {
-    int bufferSize, ivSize, keySize;
+    std::size_t bufferSize, keySize;
     const char* message;
-  } cases[] = {
-      {64, 15, 16, "**** block length is longer than the provided IV length\n"},
-      {64, 16, 15, "**** Error 0xc000000d returned by BCryptGenerateSymmetricKey\n"},
-      {64, 16, 0, "**** Error 0xc000000d returned by BCryptGenerateSymmetricKey\n"},
-      {63, 16, 16, "**** Error 0xc0000206 returned by BCryptDecrypt\n"},
-      {0, 16, 16, ""},
-  };
-  for (const auto& [bufferSize, ivSize, keySize, message] : cases) {
-    ByteVector result(1);
-    const auto printed = printedBy([&, b = bufferSize, i = ivSize, k = keySize] {
-      result = Crypto::decryptBuffer(cipher.data(), b, iv.data(), i, key.data(), k);
-    });
+  } cases[] = {{64, 15, "**** Error 0xc000000d returned by BCryptGenerateSymmetricKey\n"},
+               {63, 16, "**** Error 0xc0000206 returned by BCryptDecrypt\n"},
+               {0, 16, ""}};
+  for (const auto& [bufferSize, keySize, message] : cases) {
+    const ByteVector cipher(bufferSize, 1);
+    const ByteVector key(keySize, 1);
+    const auto printed =
+        printedBy([&] { EXPECT_EQ(decrypt(cipher, fromHex(kIv), key), ByteVector()); });
     EXPECT_EQ(printed.out, message);
-    EXPECT_EQ(printed.error, "");
-    EXPECT_TRUE(result.empty());
   }
-  EXPECT_EQ(iv, fromHex(kIv));
-  EXPECT_EQ(cipher, fromHex(kCbcVectors[0].cipher));
 }
 
 TEST(Crypto, DecryptsFiles) {
   const TemporaryDirectory folder;
-  const std::string sealed = folder.write("sealed", fromHex(kCbcVectors[0].cipher));
-  const ByteVector plain = fromHex(kPlain);
-  ByteVector iv = fromHex(kIv);
-  ByteVector key = fromHex(kCbcVectors[0].key);
-  ByteVector mask = fromHex("f0e1d2c3b4a5968778695a4b3c2d1e0f");
-  ByteVector callers = key;
-  std::transform(key.begin(), key.end(), mask.begin(), callers.begin(), std::bit_xor<>());
-
-  EXPECT_EQ(Crypto::decryptFile(sealed.c_str(), iv.data(), 16, callers.data(), 16, mask.data()),
-            ByteVector(plain.begin(), plain.end() - 16));
-  EXPECT_EQ(Crypto::decryptFile(sealed.c_str(), nullptr, 0, nullptr, 0, nullptr),
-            fromHex(kCbcVectors[0].cipher));
-  EXPECT_TRUE(Crypto::decryptFile(folder.write("empty", "").c_str(), iv.data(), 16, callers.data(),
-                                  16, mask.data())
-                  .empty());
-  const auto printed = printedBy([&] {
-    EXPECT_TRUE(Crypto::decryptFile(sealed.c_str(), iv.data(), 16, callers.data(), 15, mask.data())
-                    .empty());
-  });
-  EXPECT_EQ(printed.out, "**** Error 0xc000000d returned by BCryptGenerateSymmetricKey\n");
-  for (unsigned char* anyKey : {callers.data(), static_cast<unsigned char*>(nullptr)}) {
-    try {
-      (void)Crypto::decryptFile((folder / "missing").c_str(), iv.data(), 16, anyKey, 16,
-                                mask.data());
-      ADD_FAILURE() << "has to throw";
-    } catch (const std::length_error& failure) {
-      EXPECT_STREQ(failure.what(), "vector too long");
-    }
-  }
+  const ByteVector cipher = fromHex(kCbcVectors[2].cipher), plain(16, 1);
+  ByteVector iv = ivFor(plain), key = fromHex(kCbcVectors[2].key), mask = key;
+  std::reverse(mask.begin(), mask.end());
+  ByteVector callers = exclusiveOr(key, mask);
+  const auto read = [&](const std::string& file, unsigned char* anyKey) {
+    return Crypto::decryptFile(file.c_str(), iv.data(), 16, anyKey, 32, mask.data());
+  };
+  const std::string sealed = folder.write("sealed", cipher);
+  EXPECT_EQ(read(sealed, callers.data()), ByteVector(15, 1));
+  EXPECT_EQ(Crypto::decryptFile(sealed.c_str(), nullptr, 0, nullptr, 0, nullptr), cipher);
+  EXPECT_EQ(read(folder.write("empty", ""), callers.data()), ByteVector());
+  EXPECT_THAT([&] { read(folder / "missing", callers.data()); }, throwsTooLong());
+  EXPECT_THAT([&] { read(folder / "missing", nullptr); }, throwsTooLong());
 }
 
-// FIPS 180-2, B.1 to B.3, and the digest of nothing.
+// FIPS 180-2, B.3, and the digest of nothing.
 TEST(Crypto, HashesPublishedVectors) {
-  const struct {
-    std::string input;
-    const char* digest;
-  } cases[] = {
-      {"", "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855"},
-      {"abc", "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad"},
-      {"abcdbcdecdefdefgefghfghighijhijkijkljklmklmnlmnomnopnopq",
-       "248d6a61d20638b8e5c026930c3e6039a33ce45964ff2167f6ecedd419db06c1"},
-      {std::string(1000000, 'a'),
-       "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0"},
-  };
-  for (const auto& [input, digest] : cases) {
-    ByteVector bytes(input.begin(), input.end());
-    EXPECT_EQ(Crypto::hashBuffer(bytes.data(), static_cast<int>(bytes.size())), fromHex(digest));
+  const std::pair<std::size_t, const char*> cases[] = {
+      {0, "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855"},
+      {1000000, "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0"}};
+  for (const auto& [size, digest] : cases) {
+    ByteVector bytes(size, 'a');
+    EXPECT_EQ(Crypto::hashBuffer(bytes.data(), static_cast<int>(size)), fromHex(digest));
   }
 }
 

@@ -1,7 +1,6 @@
 // Where the cryptography calls of this layer are stricter than a lenient platform's, so that a slip
 // of their caller shows here.
 #include <algorithm>
-#include <cstring>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -10,11 +9,7 @@
 
 namespace {
 
-constexpr NTSTATUS kInvalidParameter = static_cast<NTSTATUS>(0xC000000D);
-
 using Block = std::vector<unsigned char>;
-
-wchar_t cbc[] = L"ChainingModeCBC";
 
 class PosixCng : public testing::Test {
  protected:
@@ -22,86 +17,72 @@ class PosixCng : public testing::Test {
 
   void open(const wchar_t* algorithm) {
     ASSERT_EQ(BCryptOpenAlgorithmProvider(&provider, algorithm, nullptr, 0), 0);
-    DWORD size = 0;
     ULONG written = 0;
-    ASSERT_EQ(BCryptGetProperty(provider, L"ObjectLength", reinterpret_cast<PUCHAR>(&size),
-                                sizeof(size), &written, 0),
+    ASSERT_EQ(BCryptGetProperty(provider, L"ObjectLength", reinterpret_cast<PUCHAR>(&objectSize),
+                                sizeof(objectSize), &written, 0),
               0);
-    object.assign(size, 0);
+    object.assign(objectSize, 0);
   }
-  NTSTATUS setCbc() {
-    return BCryptSetProperty(provider, L"ChainingMode", reinterpret_cast<PUCHAR>(cbc), sizeof(cbc),
-                             0);
-  }
-  NTSTATUS generate(ULONG objectSize, ULONG keySize) {
-    Block secret(64, 0x5C);
-    return BCryptGenerateSymmetricKey(provider, &key, object.data(), objectSize, secret.data(),
-                                      keySize, 0);
-  }
-  NTSTATUS decrypt() {
-    ULONG size = 0;
-    return BCryptDecrypt(key, cipher.data(), 32, nullptr, iv.data(), 16, plain.data(), 32, &size,
-                         0);
-  }
-  ULONG wholeObject() const { return static_cast<ULONG>(object.size()); }
 
   BCRYPT_ALG_HANDLE provider = nullptr;
-  BCRYPT_KEY_HANDLE key = nullptr;
-  Block object, iv = Block(16, 1), cipher = Block(32, 2), plain = Block(32, 3);
+  DWORD objectSize = 0;
+  Block object, input = Block(32, 2), output = Block(32, 3);
 };
 
-TEST_F(PosixCng, ChangesTheIvToTheLastBlock) {
+TEST_F(PosixCng, DecryptsInTheModeThatIsSetWithAKeyInTheBlockThatItIsGiven) {
   open(L"AES");
-  ASSERT_EQ(setCbc(), 0);
-  ASSERT_EQ(generate(wholeObject(), 16), 0);
-  cipher.back() = 9;
-  EXPECT_EQ(decrypt(), 0);
-  EXPECT_EQ(iv, Block(cipher.end() - 16, cipher.end()));
-  EXPECT_EQ(BCryptDestroyKey(key), 0);
-}
-
-TEST_F(PosixCng, HasNoChainingModeOfItsOwn) {
-  open(L"AES");
-  ASSERT_EQ(generate(wholeObject(), 16), 0);
-  EXPECT_LT(decrypt(), 0);
-  EXPECT_EQ(plain, Block(32, 3));
-}
-
-TEST_F(PosixCng, TakesKeysOfThreeLengthsOnly) {
-  open(L"AES");
+  BCRYPT_KEY_HANDLE key = nullptr;
+  Block secret(64, 0x5C), iv(16, 1);
+  const auto generate = [&](ULONG blockSize, ULONG keySize) {
+    return BCryptGenerateSymmetricKey(provider, &key, object.data(), blockSize, secret.data(),
+                                      keySize, 0);
+  };
+  const auto decrypt = [&] {
+    ULONG size = 0;
+    return BCryptDecrypt(key, input.data(), 32, nullptr, iv.data(), 16, output.data(), 32, &size,
+                         0);
+  };
   for (ULONG size = 0; size <= 64; ++size) {
     const bool valid = size == 16 || size == 24 || size == 32;
-    EXPECT_EQ(generate(wholeObject(), size), valid ? 0 : kInvalidParameter) << size;
+    EXPECT_EQ(generate(objectSize, size), valid ? 0 : static_cast<NTSTATUS>(0xC000000D)) << size;
   }
-}
+  EXPECT_LT(decrypt(), 0) << "without a mode";
+  EXPECT_EQ(output, Block(32, 3));
 
-TEST_F(PosixCng, KeepsTheKeyInTheBlockItIsGivenAndWipesIt) {
-  open(L"AES");
-  ASSERT_EQ(setCbc(), 0);
-  EXPECT_LT(generate(wholeObject() - 1, 16), 0);
-  ASSERT_EQ(generate(wholeObject(), 16), 0);
-  EXPECT_EQ(std::count(object.begin(), object.end(), 0x5C), 16);
-  const Block kept = object;
-  std::fill(object.begin(), object.end(), 0xDD);
-  EXPECT_LT(decrypt(), 0);
-  object.assign(kept.begin(), kept.end());
+  wchar_t cbc[] = L"ChainingModeCBC";
+  ASSERT_EQ(
+      BCryptSetProperty(provider, L"ChainingMode", reinterpret_cast<PUCHAR>(cbc), sizeof(cbc), 0),
+      0);
+  EXPECT_LT(generate(objectSize - 1, 16), 0);
+  ASSERT_EQ(generate(objectSize, 16), 0);
+  EXPECT_EQ(std::ranges::count(object, 0x5C), 16);
+  input.back() = 9;
   EXPECT_EQ(decrypt(), 0);
+  EXPECT_EQ(iv, Block(input.end() - 16, input.end())) << "the chain goes on with the last block";
+  const Block kept = object;
+  std::ranges::fill(object, 0xDD);
+  EXPECT_LT(decrypt(), 0);
+  std::ranges::copy(kept, object.begin());
   EXPECT_EQ(BCryptDestroyKey(key), 0);
-  EXPECT_EQ(object, Block(object.size(), 0));
+  EXPECT_EQ(object, Block(objectSize, 0)) << "wiped";
   EXPECT_LT(BCryptDestroyKey(key), 0);
 }
 
 TEST_F(PosixCng, KeepsTheHashInTheBlockItIsGiven) {
   open(L"SHA256");
   BCRYPT_HASH_HANDLE hash = nullptr;
-  EXPECT_LT(BCryptCreateHash(provider, &hash, object.data(), wholeObject() - 1, nullptr, 0, 0), 0);
-  ASSERT_EQ(BCryptCreateHash(provider, &hash, object.data(), wholeObject(), nullptr, 0, 0), 0);
+  const auto create = [&](ULONG blockSize) {
+    return BCryptCreateHash(provider, &hash, object.data(), blockSize, nullptr, 0, 0);
+  };
+  const auto add = [&] { return BCryptHashData(hash, input.data(), 32, 0); };
+  EXPECT_LT(create(objectSize - 1), 0);
+  ASSERT_EQ(create(objectSize), 0);
+  EXPECT_EQ(add(), 0);
   const Block kept = object;
-  std::fill(object.begin(), object.end(), 0xDD);
-  EXPECT_LT(BCryptHashData(hash, cipher.data(), 32, 0), 0);
-  object.assign(kept.begin(), kept.end());
-  EXPECT_EQ(BCryptHashData(hash, cipher.data(), 32, 0), 0);
-  EXPECT_EQ(BCryptFinishHash(hash, plain.data(), 32, 0), 0);
+  std::ranges::fill(object, 0xDD);
+  EXPECT_LT(add(), 0);
+  std::ranges::copy(kept, object.begin());
+  EXPECT_EQ(BCryptFinishHash(hash, output.data(), 32, 0), 0);
   EXPECT_EQ(BCryptDestroyHash(hash), 0);
   EXPECT_LT(BCryptDestroyHash(hash), 0);
 }
