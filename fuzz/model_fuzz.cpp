@@ -31,7 +31,7 @@ struct Folder {
 
 void run(Input input) {
   static const Folder folder;
-  constexpr char plugins[] = "<ie><plugins/></ie>";
+  constexpr unsigned char plugins[] = "<ie><plugins/></ie>";
   folder.write("plugins.xml", ByteVector(plugins, plugins + sizeof(plugins) - 1));
   const bool sealed = input.take<std::uint8_t>() != 0;
   const std::size_t textSize = input.take<std::uint16_t>();

@@ -86,6 +86,9 @@ void* __wrap_mmap(void* address, std::size_t size, int protection, int flags, in
   void* block = std::malloc(size + (size == 0));
   return block != nullptr ? block : throw std::bad_alloc();
 }
+[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  return std::malloc(size + (size == 0));
+}
 [[gnu::noinline]] void operator delete(void* block) noexcept {
   std::free(block);
 }
