@@ -1,7 +1,6 @@
 // Folders of libraries for one test to load.
 #pragma once
 
-#include <cstdlib>
 #include <filesystem>
 #include <string>
 
@@ -9,28 +8,21 @@
 #include "support.h"
 
 /// A folder of its own for a test, gone with it where the system removes loaded libraries.
-class FixtureFolder {
+class FixtureFolder : private OMB::test::TemporaryDirectory {
  public:
+  using TemporaryDirectory::addDeep;
+  using TemporaryDirectory::write;
+
   std::string path() const { return OMB::test::utf8Of(path_); }
   std::string path(const std::string& file) const {
     return OMB::test::utf8Of(path_ / OMB::test::pathOf(file));
   }
 
-  /// Copies a library that the build made, "whole" being libwhole.so, under the given file name.
-  std::string add(const std::string& fixture, const std::string& file) const {
-    std::filesystem::copy_file(OMBREL_FIXTURES "/lib" + fixture + SUFFIX,
-                               OMB::test::pathOf(path(file)));
-    return path(file);
-  }
-  std::string add(const std::string& fixture) const {
-    return add(fixture, "lib" + fixture + SUFFIX);
-  }
-
-  std::string addDeep() const { return directory_.addDeep(); }
-
-  /// Writes a file with this content.
-  std::string write(const std::string& file, const std::string& content) const {
-    directory_.write(file, content);
+  /// Copies a library that the build made, "whole" being libwhole.so, under this or its own name.
+  std::string add(const std::string& fixture, std::string file = "") const {
+    const std::string built = "lib" + fixture + SUFFIX;
+    if (file.empty()) file = built;
+    std::filesystem::copy_file(OMBREL_FIXTURES "/" + built, OMB::test::pathOf(path(file)));
     return path(file);
   }
 
@@ -40,13 +32,5 @@ class FixtureFolder {
   }
 
  private:
-  OMB::test::TemporaryDirectory directory_;
-  std::filesystem::path path_ = std::filesystem::canonical(directory_.path());
+  std::filesystem::path path_ = std::filesystem::canonical(TemporaryDirectory::path());
 };
-
-/// What the fixtures have counted so far in this process: "FIXTURE_OPENED" or
-/// "FIXTURE_INITIALIZED".
-inline int fixtureCount(const char* event) {
-  const char* value = std::getenv(event);
-  return value == nullptr ? 0 : std::atoi(value);
-}

@@ -28,9 +28,10 @@ SCRIPTED_CALL(HMODULE, LoadLibraryW, (const wchar_t* fileName)) {
   const std::lock_guard lock(scriptMutex);
   LoaderScript& script = loaderScript();
   script.calls.push_back("load " + OMB::to_utf8(fileName) + " in " + script.directory);
-  if (script.throws) throw std::bad_alloc();
   const auto found = script.results.find(fileName);
-  if (!answer(found == script.results.end() ? ERROR_MOD_NOT_FOUND : found->second)) return nullptr;
+  const DWORD result = found == script.results.end() ? ERROR_MOD_NOT_FOUND : found->second;
+  if (result == LoaderScript::throwsBadAlloc) throw std::bad_alloc();
+  if (!answer(result)) return nullptr;
   return reinterpret_cast<HMODULE>(const_cast<std::wstring*>(&*modules.insert(fileName).first));
 }
 

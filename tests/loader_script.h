@@ -8,10 +8,10 @@
 #include "platform/system_calls.h"
 
 struct LoaderScript {
+  static constexpr DWORD throwsBadAlloc = 8;
+
   /// What an attempt fails with; 0 opens it. A name that is not here is not there: 126.
   std::map<std::wstring, DWORD> results = {};
-  /// Attempts throw std::bad_alloc.
-  bool throws = false;
   /// What FreeLibrary fails with; 0 closes.
   DWORD closeResult = 0;
   /// What GetModuleFileNameW gives; it fails on an empty path.
