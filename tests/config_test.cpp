@@ -31,10 +31,9 @@ TEST(EBackend, FindsExactNamesOnly) {
 }
 
 // Runs in a folder of its own, as relative paths are part of what is tested.
-class ConfigTest : public testing::Test {
- protected:
+struct ConfigTest : testing::Test {
   ConfigTest() { std::filesystem::current_path(folder.path()); }
-  ~ConfigTest() override { std::filesystem::current_path(before_); }
+  ~ConfigTest() override { std::filesystem::current_path(before); }
 
   // What Read prints for a file of this content.
   std::string read(const std::string& content, const std::string& path = "app.cfg") {
@@ -49,9 +48,7 @@ class ConfigTest : public testing::Test {
 
   FixtureFolder folder;
   Config config;
-
- private:
-  const std::filesystem::path before_ = std::filesystem::current_path();
+  const std::filesystem::path before = std::filesystem::current_path();
 };
 
 TEST_F(ConfigTest, JoinsTheDataPathToTheFilesFolder) {

@@ -150,7 +150,6 @@ TEST_F(LoaderTest, TellsWhatIsNotThereFromWhatCannotBeLoaded) {
 TEST_F(LoaderTest, KeepsASearchDirectoryOfAnyLengthItHolds) {
   const std::string longest(32766, 'd');
   char none[2] = "x";
-  EXPECT_EQ(GetDllDirectoryA(2, none), 0u);
   for (const std::string& directory : {std::string("d"), longest}) {
     SetLastError(77);
     EXPECT_NE(SetDllDirectoryA(directory.c_str()), 0);
