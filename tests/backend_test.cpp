@@ -10,16 +10,11 @@
 
 #include <gmock/gmock.h>
 
-#include "ombrel/model/entry_points.h"
-
 #include "backend/openvino_model.h"
 #include "backend/openvino_runner.h"
-#include "files.h"
+#include "backend_fixture.h"
 #include "networks.h"
-#include "seal_command.h"
-#include "support.h"
 
-extern "C" OMB::INNModel* Create(OMB::ModelParams params);
 extern "C" void Initialize();
 
 namespace OMB {
@@ -31,42 +26,18 @@ using test::Printed;
 using test::printedBy;
 using test::scalingNetwork;
 
-constexpr char kPluginList[] = "<ie><plugins></plugins></ie>";
+using test::kPluginList;
 
-/// A folder with a list of plug-ins, and the models that a test writes there.
-class Backend : public testing::Test {
+class Backend : public test::BackendTest {
  protected:
-  Backend() { folder.write("plugins.xml", kPluginList); }
-
-  Config config() const {
-    Config result;
-    result.SetDataPath(folder / "");
-    return result;
-  }
-
-  /// Writes a pair, and returns its base path.
-  std::string pair(const std::string& name, const std::string& text,
-                   const std::string& weights = "w") const {
-    folder.write(name + ".xml", text);
-    folder.write(name + ".bin", weights);
-    return folder / name;
-  }
-
-  std::unique_ptr<INNModel> load(const std::string& base, ByteVector key = {}) const {
-    return std::unique_ptr<INNModel>(Create({base.c_str(), key.empty() ? nullptr : key.data(),
-                                             static_cast<int>(key.size()), config()}));
-  }
-
   /// What loading prints; the model must not have loaded.
-  Printed refusal(const std::string& base, ByteVector key = {}) const {
+  Printed refusal(const std::string& base, ByteVector callersKey = {}) const {
     std::unique_ptr<INNModel> model;
-    Printed printed = printedBy([&] { model = load(base, key); });
+    Printed printed = printedBy([&] { model = load(base, callersKey); });
     EXPECT_NE(model, nullptr);
     EXPECT_FALSE(model->IsLoaded());
     return printed;
   }
-
-  test::TemporaryDirectory folder;
 };
 
 std::unique_ptr<INNRunner> runnerOf(INNModel& model) {
@@ -331,18 +302,7 @@ class Sealed : public Backend {
  protected:
   Sealed() : clear(pair("clear", doublingNetwork({1, 3}))) { seal(clear); }
 
-  void seal(const std::string& base) const {
-    for (const char* extension : {".xml", ".bin"}) {
-      tool::PendingFile out(folder / (std::string("sealed") + extension));
-      tool::sealFile(base + extension, out, key);
-      out.finish();
-      out.commit();
-    }
-  }
-
-  const ByteVector key = test::fromHex("00112233445566778899aabbccddeeff");
-  std::string clear;
-  std::string sealed = folder / "sealed";
+  const std::string clear;
 };
 
 TEST_F(Sealed, LoadsWithItsKeyOnly) {

@@ -8,16 +8,11 @@
 #include <openvino/openvino.hpp>
 
 #include "ombrel/image/transform_image.h"
-#include "ombrel/model/entry_points.h"
 
+#include "backend_fixture.h"
 #include "build_constants.h"
-#include "files.h"
 #include "image_file.h"
 #include "runner_input.h"
-#include "seal_command.h"
-#include "support.h"
-
-extern "C" OMB::INNModel* Create(OMB::ModelParams params);
 
 namespace OMB {
 namespace {
@@ -62,17 +57,8 @@ class Reference {
   ov::InferRequest request_;
 };
 
-class Demo : public testing::TestWithParam<Network> {
+class Demo : public test::BackendTest, public testing::WithParamInterface<Network> {
  protected:
-  Demo() { folder.write("plugins.xml", "<ie><plugins></plugins></ie>"); }
-
-  std::unique_ptr<INNModel> load(const std::string& base, ByteVector key = {}) const {
-    Config config;
-    config.SetDataPath(folder / "");
-    return std::unique_ptr<INNModel>(Create(
-        {base.c_str(), key.empty() ? nullptr : key.data(), static_cast<int>(key.size()), config}));
-  }
-
   // Every photo in every form gives the engine's own bytes.
   void compareAll(INNModel& model) const {
     const std::unique_ptr<INNRunner> runner(model.CreateRunner());
@@ -92,8 +78,6 @@ class Demo : public testing::TestWithParam<Network> {
       }
     }
   }
-
-  test::TemporaryDirectory folder;
 };
 
 TEST_P(Demo, GivesTheEnginesOwnBytesClearAndSealed) {
@@ -103,16 +87,10 @@ TEST_P(Demo, GivesTheEnginesOwnBytesClearAndSealed) {
   EXPECT_EQ(model->GetOutputSize(), GetParam().outputs);
   compareAll(*model);
 
-  const ByteVector key = test::fromHex("8899aabbccddeeff0011223344556677");
-  for (const char* extension : {".xml", ".bin"}) {
-    tool::PendingFile out(folder / (std::string("sealed") + extension));
-    tool::sealFile(clear + extension, out, key);
-    out.finish();
-    out.commit();
-  }
-  const auto sealed = load(folder / "sealed", key);
-  ASSERT_TRUE(sealed->IsLoaded());
-  compareAll(*sealed);
+  seal(clear);
+  const auto opened = load(sealed, key);
+  ASSERT_TRUE(opened->IsLoaded());
+  compareAll(*opened);
 }
 
 INSTANTIATE_TEST_SUITE_P(Networks, Demo, testing::ValuesIn(kNetworks), [](const auto& network) {
