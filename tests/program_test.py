@@ -1,0 +1,145 @@
+"""The host program over a plug-in that echoes its input: program_test.py PROGRAM PLUGIN.
+
+What it prints, and that each failure ends with its documented exit code and one line on standard error.
+"""
+import array
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+KEY = "0102030405060708090A0b0c0d0e0f10"
+SUCCESS, USAGE, BAD_KEY, FILE, IMAGE, MANIFEST, PLUGIN, MODEL, RUNNER, RUN, CHECK = 0, *range(2, 12)
+PLAIN = "--size 4x2 --plugin m.json"
+
+
+def ppm(width, height, first=0):
+    samples = bytes((first + i) % 256 for i in range(width * height * 3))
+    return f"P6 {width} {height} 255\n".encode() + samples
+
+
+class Program(unittest.TestCase):
+    def setUp(self):
+        temporary = tempfile.TemporaryDirectory()
+        self.addCleanup(temporary.cleanup)
+        self.folder = pathlib.Path(temporary.name)
+        self.library = self.folder / "libecho.so"
+        shutil.copy(echo_plugin, self.library)
+        for name in ("plugins.xml", "net.xml", "net.bin", "fails.xml", "fails.bin"):
+            (self.folder / name).write_text("x")
+        (self.folder / "a.ppm").write_bytes(ppm(4, 2))
+        (self.folder / "b.ppm").write_bytes(ppm(8, 4, 100))
+        self.succeed("digest libecho.so --manifest m.json")
+
+    def run_program(self, arguments):
+        """The exit code; what was printed is in `out` and `error` then."""
+        done = subprocess.run([program, *arguments.split()], cwd=self.folder, stdin=subprocess.DEVNULL,
+                              capture_output=True, text=True)
+        self.out, self.error = done.stdout, done.stderr
+        return done.returncode
+
+    def succeed(self, arguments):
+        self.assertEqual(self.run_program(arguments), SUCCESS, (arguments, getattr(self, "error", "")))
+
+    def raw_output(self, options):
+        self.succeed(f"run net a.ppm --raw raw {options} {PLAIN}")
+        return array.array("f", (self.folder / "raw").read_bytes())
+
+    def write_changed(self, name, old, new):
+        text = (self.folder / "m.json").read_text()
+        self.assertIn(old, text)
+        (self.folder / name).write_text(text.replace(old, new, 1))
+
+    def test_runs_an_image_in_every_form(self):
+        scale = array.array("f", [1 / 255])[0]  # in single precision
+        expected = array.array("f", [(i % 8 * 3 + i // 8) * scale for i in range(24)])
+        for form in ("u8-hwc", "u8-chw", "f32-hwc", "f32-chw", "input-buffer"):
+            self.assertEqual(self.raw_output(f"--as {form}"), expected, form)
+        self.assertEqual(self.raw_output(f"--key {KEY}")[0], 1.0)
+        self.assertEqual(len(self.raw_output("b.ppm")), 48)
+
+        (self.folder / "labels").write_bytes(b"first\nsecond\r\n")
+        self.succeed(f"run net a.ppm --labels labels --top 24 {PLAIN}")
+        self.assertRegex(self.out, r"\Aa.ppm  [0-9.]+ ms\n  class 23 +0.0902\n(.*\n)*"
+                                   r"  second +0.0118\n(.*\n)*  first +0.0000\n\Z")
+        self.assertIn("labels has 2 labels, the network puts out 24 values", self.error)
+
+    def test_ends_each_failure_with_its_code_and_one_line(self):
+        (self.folder / "bad.json").write_text("{}")
+        self.write_changed("lost.json", "libecho", "liblost")
+        self.write_changed("noinit.json", "Initialize", "Finalize")
+        self.write_changed("nocreate.json", '"Create', '"Destroy')
+        (self.folder / "c.cfg").write_text("DataPath elsewhere/")
+        (self.folder / "note.png").write_text("no image")
+        for arguments, code, message in (
+                ("", USAGE, "subcommand is required"),
+                ("run net a.ppm --plugin m.json", USAGE, "--size is required"),
+                ("run net a.ppm --size 4", USAGE, '"4" is not WxH'),
+                (f"run net a.ppm --as u9 {PLAIN}", USAGE, "u9"),
+                ("digest m.json --range 3", USAGE, "not OFFSET:LENGTH"),
+                (f"run net a.ppm --key 12 {PLAIN}", BAD_KEY, "not 32 hexadecimal digits"),
+                (f"run net a.ppm --labels no {PLAIN}", FILE, "cannot open no"),
+                (f"run net a.ppm --config no {PLAIN}", FILE, "configuration file no"),
+                (f"run net a.ppm --raw no/raw {PLAIN}", FILE, "cannot write no/raw"),
+                (f"run net no.ppm {PLAIN}", IMAGE, "no.ppm"),
+                (f"run net note.png {PLAIN}", IMAGE, "note.png"),
+                ("run net a.ppm --size 4x2 --plugin bad.json", MANIFEST, '"name" is missing'),
+                ("run net a.ppm --size 4x2 --plugin lost.json", PLUGIN, "code -1, its library"),
+                ("run net a.ppm --size 4x2 --plugin noinit.json", PLUGIN, "code -4, "),
+                ("run net a.ppm --size 4x2 --plugin nocreate.json", PLUGIN, "create entry"),
+                (f"run net.xml a.ppm {PLAIN}", MODEL, "name the model without .xml"),
+                (f"run net a.ppm --config c.cfg {PLAIN}", MODEL, "cannot load model net"),
+                (f"run net a.ppm --threads 13 {PLAIN}", RUNNER, "not ready"),
+                ("run net a.ppm --as input-buffer --size 9x9 --plugin m.json", RUN, "9x9 has more"),
+                ("run net a.ppm --size 4x1 --plugin m.json", RUN, "4x1 has fewer samples"),
+                (f"run fails a.ppm {PLAIN}", RUN, "the echo fails, in two lines"),
+                (f"bench fails {PLAIN}", RUN, "the echo fails, in two lines"),
+                (f"seal net net --key {KEY}", FILE, "will not overwrite the input net.xml"),
+                (f"seal no new --key {KEY}", FILE, "cannot open no.xml"),
+                ("digest a.ppm --range 4294967295:1", FILE, "the range goes beyond"),
+                ("check --plugin lost.json", PLUGIN, "cannot load plug-in liblost.so")):
+            with self.subTest(arguments):
+                self.assertEqual(self.run_program(arguments), code)
+                self.assertRegex(self.error, r"\Aombrel: [^\n]*\n\Z")
+                self.assertIn(message, self.error)
+                self.assertFalse((self.folder / "new.xml").exists())
+
+    def test_accepts_the_library_of_the_manifest_only(self):
+        self.succeed("check --plugin m.json")
+        self.assertRegex(self.out, r"\Alibecho.so +ok +/.*/libecho.so\n")
+        self.library.write_bytes(self.library.read_bytes().replace(b"the echo", b"The echo"))
+        self.assertEqual(self.run_program("check --plugin m.json"), CHECK)
+        self.assertRegex(self.out, r"\Alibecho.so +refused +/.*/libecho.so\n\Z")
+        self.assertEqual(self.run_program(f"run net a.ppm {PLAIN}"), PLUGIN)
+        self.assertIn("Integrity check failed.\nombrel: cannot load plug-in libecho.so", self.error)
+        self.assertIn("code -7, ", self.error)
+
+        # A second digest is an alternative; the same one again changes nothing.
+        self.succeed("digest libecho.so --range 0:64 --manifest m.json --name libecho")
+        extended = (self.folder / "m.json").read_text()
+        self.assertEqual(len(re.findall('"sha256"', extended)), 2)
+        self.succeed("digest libecho.so --range 0:64 --manifest m.json")
+        self.assertEqual((self.folder / "m.json").read_text(), extended)
+        self.succeed(f"run net a.ppm {PLAIN}")
+
+    def test_seals_a_pair_and_measures_several_runners(self):
+        self.succeed(f"seal net new --key {KEY}")
+        sealed = [(self.folder / f"new.{end}").read_bytes() for end in ("xml", "bin")]
+        self.assertEqual(len(sealed[0]), 16)
+        self.assertEqual(*sealed)
+        self.assertNotIn(KEY, self.out + self.error)
+
+        self.succeed(f"bench net --runners 3 --seconds 0.05 --json j {PLAIN}")
+        self.assertIn("3 runners", self.out)
+        written = (self.folder / "j").read_text()
+        self.assertIn('"p99.9"', written)
+        self.assertIn('"runners": 3', written)
+        self.assertEqual(self.error, "")
+
+
+if __name__ == "__main__":
+    program, echo_plugin = (pathlib.Path(argument).resolve() for argument in sys.argv[1:3])
+    unittest.main(argv=sys.argv[:1])
