@@ -9,14 +9,11 @@
 #include <thread>
 #include <vector>
 
-#include <gtest/gtest.h>
-
 #include "ombrel/ombrel.h"
 
+#include "backend_fixture.h"
 #include "fixture_files.h"
 #include "networks.h"
-
-extern "C" OMB::INNModel* Create(OMB::ModelParams params);
 
 namespace OMB {
 namespace {
@@ -44,31 +41,19 @@ void soak(const char* what, Tenth tenth) {
   EXPECT_EQ(after.descriptors, before.descriptors);
 }
 
-class Soak : public testing::Test {
+class Soak : public test::BackendTest {
  protected:
-  Soak() {
-    folder.write("plugins.xml", "<ie><plugins/></ie>");
-    folder.write("net.xml", test::doublingNetwork({1, 3, 2, 4}));
-    folder.write("net.bin", "w");
-    config.SetDataPath(folder.path() + "/");
-  }
-  std::unique_ptr<INNModel> load() const {
-    const std::string base = folder.path("net");
-    return std::unique_ptr<INNModel>(Create({base.c_str(), nullptr, 0, config}));
-  }
   static void run(INNRunner& runner, float value) {
     std::vector<float> values(24, value);
     NNData image(values.data(), 3, 4, 2, ImageUtils::ELayoutType::HWC, EDataType::FP32, true);
     const auto* output = static_cast<const float*>(runner.Run(&image));
     ASSERT_TRUE(output != nullptr && output[0] == 2 * value && output[23] == 2 * value);
   }
-
-  FixtureFolder folder;
-  Config config;
 };
 
 TEST_F(Soak, RunsRunnersAndModels) {
-  const auto model = load();
+  const std::string base = pair("net", test::doublingNetwork({1, 3, 2, 4}));
+  const auto model = load(base);
   std::vector<std::unique_ptr<INNRunner>> runners;
   for (int i = 0; i < 4; ++i) runners.emplace_back(model->CreateRunner());
   soak("200,000 runs of four runners", [&](int) {
@@ -84,12 +69,13 @@ TEST_F(Soak, RunsRunnersAndModels) {
     for (int n = 0; n < 200; ++n) run(*std::unique_ptr<INNRunner>(model->CreateRunner()), 3);
   });
   soak("500 models", [&](int) {
-    for (int n = 0; n < 50; ++n) ASSERT_TRUE(load()->IsLoaded());
+    for (int n = 0; n < 50; ++n) ASSERT_TRUE(load(base)->IsLoaded());
   });
 }
 
 TEST_F(Soak, PluginLoadsByTwoManagers) {
-  const std::string whole = folder.add("whole");
+  const FixtureFolder libraries;
+  const std::string whole = libraries.add("whole");
   PluginManager managers[2];
   Repository<Dependency> none;
   soak("500 plug-in loads", [&](int part) {
