@@ -99,10 +99,7 @@ TEST(ByteVector, UnusedMemoryIsZeroAndWhatWasHeldIsWiped) {
 // NIST SP 800-38A, F.2: the first block under a key of each length.
 constexpr char kIv[] = "000102030405060708090a0b0c0d0e0f";
 constexpr char kPlain[] = "6bc1bee22e409f96e93d7e117393172a";
-struct CbcVector {
-  const char *key, *cipher;
-};
-constexpr CbcVector kCbcVectors[] = {
+constexpr std::pair<const char*, const char*> kKeysAndCiphers[] = {
     {"2b7e151628aed2a6abf7158809cf4f3c", "7649abac8119b246cee98e9b12e9197d"},
     {"8e73b0f7da0e6452c810f32b809079e562f8ead2522c6b7b", "4f021db243bc633d7178183a9fa071e8"},
     {"603deb1015ca71be2b73aef0857d77811f352c073b6108d72d9810a30914dff4",
@@ -134,8 +131,8 @@ auto throwsTooLong() {
 }
 
 TEST(Crypto, DecryptsPublishedVectorsAndTakesOffWhatTheLastByteSays) {
-  for (const CbcVector& vector : kCbcVectors) {
-    const ByteVector cipher = fromHex(vector.cipher), key = fromHex(vector.key);
+  for (const auto& [keyDigits, cipherDigits] : kKeysAndCiphers) {
+    const ByteVector key = fromHex(keyDigits), cipher = fromHex(cipherDigits);
     ByteVector plain = fromHex(kPlain);
     for (const int last : {0, 1, 15, 16, 17, 200, 255}) {
       plain[15] = static_cast<unsigned char>(last);
@@ -152,7 +149,7 @@ TEST(Crypto, DecryptsPublishedVectorsAndTakesOffWhatTheLastByteSays) {
   }
 
   // More than a block may go: a block's ciphertext 32 times, of which all but the first are alike.
-  const ByteVector cipher = fromHex(kCbcVectors[0].cipher);
+  const ByteVector cipher = fromHex(kKeysAndCiphers[0].second);
   const ByteVector chained = exclusiveOr(exclusiveOr(fromHex(kPlain), fromHex(kIv)), cipher);
   ByteVector many, expected = fromHex(kPlain);
   for (int block = 0; block < 32; ++block) {
@@ -161,7 +158,7 @@ TEST(Crypto, DecryptsPublishedVectorsAndTakesOffWhatTheLastByteSays) {
   }
   ASSERT_GT(expected.back(), 16);
   expected.resize(512U - expected.back());
-  EXPECT_EQ(decrypt(many, fromHex(kIv), fromHex(kCbcVectors[0].key)), expected);
+  EXPECT_EQ(decrypt(many, fromHex(kIv), fromHex(kKeysAndCiphers[0].first)), expected);
 }
 
 TEST(Crypto, RefusesWithAMessage) {
@@ -182,8 +179,8 @@ TEST(Crypto, RefusesWithAMessage) {
 
 TEST(Crypto, DecryptsFiles) {
   const TemporaryDirectory folder;
-  const ByteVector cipher = fromHex(kCbcVectors[2].cipher), plain(16, 1);
-  ByteVector iv = ivFor(plain), key = fromHex(kCbcVectors[2].key), mask = key;
+  const ByteVector cipher = fromHex(kKeysAndCiphers[2].second), plain(16, 1);
+  ByteVector iv = ivFor(plain), key = fromHex(kKeysAndCiphers[2].first), mask = key;
   std::reverse(mask.begin(), mask.end());
   ByteVector callers = exclusiveOr(key, mask);
   const auto read = [&](const std::string& file, unsigned char* anyKey) {
