@@ -47,7 +47,7 @@ TEST(TextScript, AFailedCallGivesNothingOrZeros) {
     untilFailure = failing;
     EXPECT_EQ(OMB::to_wide("abc"), std::wstring(result.begin(), result.end()));
   }
-  for (const DWORD size : {0, 3, 1024}) {
+  for (const DWORD size : {0u, 3u, 1024u}) {
     textSize = size;
     EXPECT_EQ(OMB::system_error_text(5), std::string(size, 't'));
   }
