@@ -10,8 +10,8 @@ namespace OMB {
 void* allocatePages(std::size_t size) noexcept;
 void releasePages(void* block, std::size_t size) noexcept;
 
-/// Makes a part of such a block zero by giving back its pages; of one that begins or ends inside a page,
-/// which has to be zero there already, the whole pages.
+/// Gives back the whole pages of a part of such a block that is zero already, where the system lets
+/// them come back as zeroes at the next use.
 void discardPages(void* part, std::size_t size) noexcept;
 
 }  // namespace OMB
