@@ -1,206 +1,34 @@
-// The backend beside the engine called directly: loading, making runners, running. Names are
+// The backend beside the engine called directly: making runners, running. Names are
 // SUBJECT/CASE/PEER.
 //
 //   backend_bench --demo FOLDER [--benchmark_...]
-//   backend_bench --demo FOLDER --peak ours|straight clear|sealed BASE   loads once; for its peak
-//   memory
-#include <cstdint>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iostream>
 #include <memory>
 #include <random>
 #include <string>
-#include <sys/resource.h>
-#include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 #include <benchmark/benchmark.h>
-#include <openssl/evp.h>
 #include <openvino/op/add.hpp>
-#include <openvino/op/constant.hpp>
-#include <openvino/op/matmul.hpp>
 #include <openvino/op/parameter.hpp>
 #include <openvino/openvino.hpp>
 
 #include "ombrel/image/transform_image.h"
-#include "ombrel/model/entry_points.h"
 
 #include "backend/openvino_runner.h"
 #include "build_constants.h"
 #include "engine/executable_network_impl.h"
-#include "files.h"
 #include "image_file.h"
 #include "paired.h"
 #include "runner_input.h"
-#include "seal_command.h"
-
-extern "C" OMB::INNModel* Create(OMB::ModelParams params);
+#include "workspace.h"
 
 namespace OMB::bench {
 namespace {
-
-namespace fs = std::filesystem;
-
-const unsigned char kKey[16] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
-
-/// The files that the benchmarks work on, removed at the end.
-class Workspace {
- public:
-  Workspace() {
-    fs::create_directories(folder);
-    std::ofstream(folder / "plugins.xml") << "<ie><plugins></plugins></ie>";
-  }
-  ~Workspace() { fs::remove_all(folder); }
-
-  std::string dataPath() const { return (folder / "").string(); }
-  std::string base(const char* name) const { return (folder / name).string(); }
-
- private:
-  fs::path folder = fs::temp_directory_path() / ("ombrel-bench-" + std::to_string(getpid()));
-};
-
-ModelParams params(const std::string& base, unsigned char* key, const std::string& dataPath) {
-  Config config;
-  config.SetDataPath(dataPath);
-  return {base.c_str(), key, 16, config};
-}
-
-std::unique_ptr<INNModel> create(const std::string& base, bool sealed,
-                                 const std::string& dataPath) {
-  unsigned char key[16];
-  std::memcpy(key, kKey, sizeof(key));
-  std::unique_ptr<INNModel> model(Create(params(base, sealed ? key : nullptr, dataPath)));
-  if (!model->IsLoaded()) throw std::runtime_error(base + " did not load");
-  return model;
-}
-
-// A program without us, as one writes it: both files into vectors, decrypted into others.
-
-std::vector<unsigned char> readFile(const std::string& name) {
-  std::ifstream file(name, std::ios::binary | std::ios::ate);
-  std::vector<unsigned char> bytes(static_cast<std::size_t>(file.tellg()));
-  file.seekg(0).read(reinterpret_cast<char*>(bytes.data()),
-                     static_cast<std::streamsize>(bytes.size()));
-  return bytes;
-}
-
-// `plain` has room for a block more than `cipher`. Returns the length without the trailing bytes.
-std::size_t decryptInto(std::vector<unsigned char>& plain,
-                        const std::vector<unsigned char>& cipher) {
-  unsigned char key[16];
-  for (int i = 0; i < 16; ++i) key[i] = static_cast<unsigned char>(kKey[i] ^ keyMask[i]);
-  const std::unique_ptr<EVP_CIPHER_CTX, decltype(&EVP_CIPHER_CTX_free)> context(
-      EVP_CIPHER_CTX_new(), EVP_CIPHER_CTX_free);
-  EVP_DecryptInit_ex(context.get(), EVP_aes_128_cbc(), nullptr, key, modelIv);
-  int length = 0;
-  int rest = 0;
-  EVP_DecryptUpdate(context.get(), plain.data(), &length, cipher.data(),
-                    static_cast<int>(cipher.size()));
-  EVP_DecryptFinal_ex(context.get(), plain.data() + length, &rest);
-  return static_cast<std::size_t>(length + rest);
-}
-
-std::vector<unsigned char> decrypt(const std::vector<unsigned char>& cipher) {
-  std::vector<unsigned char> plain(cipher.size() + 16);
-  plain.resize(decryptInto(plain, cipher));
-  return plain;
-}
-
-void loadStraight(const std::string& base, bool sealed) {
-  std::vector<unsigned char> text = readFile(base + ".xml");
-  std::vector<unsigned char> weights = readFile(base + ".bin");
-  if (sealed) {
-    text = decrypt(text);
-    weights = decrypt(weights);
-  }
-  ov::Core core;
-  const ov::Tensor tensor(ov::element::u8, {weights.size()}, weights.data());
-  benchmark::DoNotOptimize(core.read_model(std::string(text.begin(), text.end()), tensor));
-}
-
-// A network of one matrix of the wanted size.
-void writeLargeModel(const std::string& base, std::size_t size) {
-  const std::size_t columns = size / sizeof(float) / 1024;
-  const auto x = std::make_shared<ov::op::v0::Parameter>(ov::element::f32, ov::Shape{1, 1024});
-  std::vector<float> values(size / sizeof(float));
-  std::minstd_rand random(1);
-  for (float& value : values) value = static_cast<float>(random() % 1000) / 1000;
-  const auto matrix = ov::op::v0::Constant::create(ov::element::f32, {1024, columns}, values);
-  const auto product = std::make_shared<ov::op::v0::MatMul>(x, matrix);
-  ov::save_model(std::make_shared<ov::Model>(ov::OutputVector{product}, ov::ParameterVector{x}),
-                 base + ".xml", false);
-}
-
-void seal(const std::string& base, const std::string& sealedBase) {
-  for (const char* extension : {".xml", ".bin"}) {
-    tool::PendingFile out(sealedBase + extension);
-    tool::sealFile(base + extension, out, ByteVector(kKey, kKey + 16));
-    out.finish();
-    out.commit();
-  }
-}
-
-// Peak memory of a process that does nothing but one load, in MiB.
-double peakOfLoad(const std::string& who, bool sealed, const std::string& base,
-                  const std::string& demo) {
-  const pid_t child = fork();
-  if (child == 0) {
-    execl("/proc/self/exe", "backend_bench", "--demo", demo.c_str(), "--peak", who.c_str(),
-          sealed ? "sealed" : "clear", base.c_str(), nullptr);
-    _exit(1);
-  }
-  rusage usage = {};
-  int status = 0;
-  wait4(child, &status, 0, &usage);
-  if (status != 0) throw std::runtime_error("a load for its peak memory failed");
-  return static_cast<double>(usage.ru_maxrss) / 1024;
-}
-
-// What a load can't do without, on memory that is there already: to decrypt or to copy the weights.
-void measureLoadLimit(benchmark::State& state, bool sealed, std::size_t size) {
-  std::vector<unsigned char> from(size, 1);
-  std::vector<unsigned char> to(size + 16, 1);
-  if (sealed) {
-    measureLimit(state, [&] { decryptInto(to, from); });
-  } else {
-    measureLimit(state, [&] {
-      std::memcpy(to.data(), from.data(), size);
-      benchmark::ClobberMemory();
-    });
-  }
-}
-
-void registerLoad(const Workspace& files, const std::string& demo, std::size_t mebibytes,
-                  bool sealed) {
-  const std::string size = std::to_string(mebibytes) + "MiB";
-  const std::string base = files.base(((sealed ? "sealed" : "clear") + size).c_str());
-  const std::string name = "create/" + size + (sealed ? "_sealed" : "_clear") + "/straight";
-  const auto measure = [=, &files](benchmark::State& state) {
-    measurePair(
-        state, [&] { create(base, sealed, files.dataPath()); },
-        [&] { loadStraight(base, sealed); });
-    measureLoadLimit(state, sealed, mebibytes << 20);
-    state.counters["weights_MiB"] = static_cast<double>(mebibytes);
-    state.counters["ours_peak_MiB"] = peakOfLoad("ours", sealed, base, demo);
-    state.counters["peer_peak_MiB"] = peakOfLoad("straight", sealed, base, demo);
-  };
-  benchmark::RegisterBenchmark(name.c_str(), measure)->UseManualTime()->Iterations(9);
-}
-
-void registerLoads(const Workspace& files, const std::string& demo) {
-  for (const std::size_t mebibytes : {std::size_t{64}, std::size_t{256}}) {
-    const std::string size = std::to_string(mebibytes) + "MiB";
-    const std::string clear = files.base(("clear" + size).c_str());
-    writeLargeModel(clear, mebibytes << 20);
-    seal(clear, files.base(("sealed" + size).c_str()));
-    for (const bool sealed : {false, true}) registerLoad(files, demo, mebibytes, sealed);
-  }
-}
 
 // The engine's own request, compiled as a runner's is.
 ov::InferRequest requestIn(const std::string& base, const std::string& precision) {
@@ -410,28 +238,15 @@ void writeTinyModel(const std::string& base) {
   std::ofstream(base + ".bin") << 'w';
 }
 
-int loadForPeak(const std::string& who, bool sealed, const std::string& base) {
-  if (who == "straight") {
-    loadStraight(base, sealed);
-  } else {
-    create(base, sealed, (fs::path(base).parent_path() / "").string());
-  }
-  return 0;
-}
-
 int main(std::vector<char*> arguments) {
   if (arguments.size() < 3 || std::string(arguments[1]) != "--demo") {
     std::cerr << "usage: backend_bench --demo FOLDER [--benchmark_...]\n";
     return 2;
   }
   const std::string demo = arguments[2];
-  if (arguments.size() == 7 && std::string(arguments[3]) == "--peak") {
-    return loadForPeak(arguments[4], std::string(arguments[5]) == "sealed", arguments[6]);
-  }
 
   const Workspace files;
   writeTinyModel(files.base("tiny"));
-  registerLoads(files, demo);
   registerRunnerConstruction(files, demo + "/classifier");
   registerFilledRun(files, demo + "/classifier", "classifier", 1, 300);
   registerFilledRun(files, files.base("tiny"), "one_node", 1000, 100);

@@ -147,7 +147,7 @@ def main():
     options = parser.parse_args()
 
     rows = list(conversion_rows(conversion_times(load(options.folder, "conversions"))))
-    rows += list(pair_rows(load(options.folder, "backend") + load(options.folder, "digest")))
+    rows += list(pair_rows([pair for name in ("load", "backend", "digest") for pair in load(options.folder, name)]))
     print_table(rows)
     if options.json:
         options.json.write_text(json.dumps([dict(vars(row), better=row.better) for row in rows], indent=1) + "\n")

@@ -1,0 +1,183 @@
+// Loading a model beside a program that does the same by itself. Names are SUBJECT/CASE/PEER.
+//
+//   load_bench [--benchmark_...]
+//   load_bench --peak ours|straight clear|sealed BASE   loads once, for its peak memory
+#include <cstdint>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <random>
+#include <string>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+#include <openssl/evp.h>
+#include <openvino/op/constant.hpp>
+#include <openvino/op/matmul.hpp>
+#include <openvino/op/parameter.hpp>
+#include <openvino/openvino.hpp>
+
+#include "build_constants.h"
+#include "files.h"
+#include "paired.h"
+#include "seal_command.h"
+#include "workspace.h"
+
+namespace OMB::bench {
+namespace {
+
+// A program without us, as one writes it: both files into vectors, decrypted into others.
+
+std::vector<unsigned char> readFile(const std::string& name) {
+  std::ifstream file(name, std::ios::binary | std::ios::ate);
+  std::vector<unsigned char> bytes(static_cast<std::size_t>(file.tellg()));
+  file.seekg(0).read(reinterpret_cast<char*>(bytes.data()),
+                     static_cast<std::streamsize>(bytes.size()));
+  return bytes;
+}
+
+// `plain` has room for a block more than `cipher`. Returns the length without the trailing bytes.
+std::size_t decryptInto(std::vector<unsigned char>& plain,
+                        const std::vector<unsigned char>& cipher) {
+  unsigned char key[16];
+  for (int i = 0; i < 16; ++i) key[i] = static_cast<unsigned char>(kKey[i] ^ keyMask[i]);
+  const std::unique_ptr<EVP_CIPHER_CTX, decltype(&EVP_CIPHER_CTX_free)> context(
+      EVP_CIPHER_CTX_new(), EVP_CIPHER_CTX_free);
+  EVP_DecryptInit_ex(context.get(), EVP_aes_128_cbc(), nullptr, key, modelIv);
+  int length = 0;
+  int rest = 0;
+  EVP_DecryptUpdate(context.get(), plain.data(), &length, cipher.data(),
+                    static_cast<int>(cipher.size()));
+  EVP_DecryptFinal_ex(context.get(), plain.data() + length, &rest);
+  return static_cast<std::size_t>(length + rest);
+}
+
+std::vector<unsigned char> decrypt(const std::vector<unsigned char>& cipher) {
+  std::vector<unsigned char> plain(cipher.size() + 16);
+  plain.resize(decryptInto(plain, cipher));
+  return plain;
+}
+
+void loadStraight(const std::string& base, bool sealed) {
+  std::vector<unsigned char> text = readFile(base + ".xml");
+  std::vector<unsigned char> weights = readFile(base + ".bin");
+  if (sealed) {
+    text = decrypt(text);
+    weights = decrypt(weights);
+  }
+  ov::Core core;
+  const ov::Tensor tensor(ov::element::u8, {weights.size()}, weights.data());
+  benchmark::DoNotOptimize(core.read_model(std::string(text.begin(), text.end()), tensor));
+}
+
+// A network of one matrix of the wanted size.
+void writeLargeModel(const std::string& base, std::size_t size) {
+  const std::size_t columns = size / sizeof(float) / 1024;
+  const auto x = std::make_shared<ov::op::v0::Parameter>(ov::element::f32, ov::Shape{1, 1024});
+  std::vector<float> values(size / sizeof(float));
+  std::minstd_rand random(1);
+  for (float& value : values) value = static_cast<float>(random() % 1000) / 1000;
+  const auto matrix = ov::op::v0::Constant::create(ov::element::f32, {1024, columns}, values);
+  const auto product = std::make_shared<ov::op::v0::MatMul>(x, matrix);
+  ov::save_model(std::make_shared<ov::Model>(ov::OutputVector{product}, ov::ParameterVector{x}),
+                 base + ".xml", false);
+}
+
+void seal(const std::string& base, const std::string& sealedBase) {
+  for (const char* extension : {".xml", ".bin"}) {
+    tool::PendingFile out(sealedBase + extension);
+    tool::sealFile(base + extension, out, ByteVector(kKey, kKey + 16));
+    out.finish();
+    out.commit();
+  }
+}
+
+// Peak memory of a process that does nothing but one load, in MiB.
+double peakOfLoad(const std::string& who, bool sealed, const std::string& base) {
+  const pid_t child = fork();
+  if (child == 0) {
+    execl("/proc/self/exe", "load_bench", "--peak", who.c_str(), sealed ? "sealed" : "clear",
+          base.c_str(), nullptr);
+    _exit(1);
+  }
+  rusage usage = {};
+  int status = 0;
+  wait4(child, &status, 0, &usage);
+  if (status != 0) throw std::runtime_error("a load for its peak memory failed");
+  return static_cast<double>(usage.ru_maxrss) / 1024;
+}
+
+// What a load can't do without, on memory that is there already: to decrypt or to copy the weights.
+void measureLoadLimit(benchmark::State& state, bool sealed, std::size_t size) {
+  std::vector<unsigned char> from(size, 1);
+  std::vector<unsigned char> to(size + 16, 1);
+  if (sealed) {
+    measureLimit(state, [&] { decryptInto(to, from); });
+  } else {
+    measureLimit(state, [&] {
+      std::memcpy(to.data(), from.data(), size);
+      benchmark::ClobberMemory();
+    });
+  }
+}
+
+void registerLoad(const Workspace& files, std::size_t mebibytes, bool sealed) {
+  const std::string size = std::to_string(mebibytes) + "MiB";
+  const std::string base = files.base(((sealed ? "sealed" : "clear") + size).c_str());
+  const std::string name = "create/" + size + (sealed ? "_sealed" : "_clear") + "/straight";
+  const auto measure = [=, &files](benchmark::State& state) {
+    measurePair(
+        state, [&] { create(base, sealed, files.dataPath()); },
+        [&] { loadStraight(base, sealed); });
+    measureLoadLimit(state, sealed, mebibytes << 20);
+    state.counters["weights_MiB"] = static_cast<double>(mebibytes);
+    state.counters["ours_peak_MiB"] = peakOfLoad("ours", sealed, base);
+    state.counters["peer_peak_MiB"] = peakOfLoad("straight", sealed, base);
+  };
+  benchmark::RegisterBenchmark(name.c_str(), measure)->UseManualTime()->Iterations(9);
+}
+
+void registerLoads(const Workspace& files) {
+  for (const std::size_t mebibytes : {std::size_t{64}, std::size_t{256}}) {
+    const std::string size = std::to_string(mebibytes) + "MiB";
+    const std::string clear = files.base(("clear" + size).c_str());
+    writeLargeModel(clear, mebibytes << 20);
+    seal(clear, files.base(("sealed" + size).c_str()));
+    for (const bool sealed : {false, true}) registerLoad(files, mebibytes, sealed);
+  }
+}
+
+int loadForPeak(const std::string& who, bool sealed, const std::string& base) {
+  if (who == "straight") {
+    loadStraight(base, sealed);
+  } else {
+    create(base, sealed, (fs::path(base).parent_path() / "").string());
+  }
+  return 0;
+}
+
+int main(std::vector<char*> arguments) {
+  if (arguments.size() == 5 && std::string(arguments[1]) == "--peak") {
+    return loadForPeak(arguments[2], std::string(arguments[3]) == "sealed", arguments[4]);
+  }
+  const Workspace files;
+  registerLoads(files);
+  int count = static_cast<int>(arguments.size());
+  benchmark::Initialize(&count, arguments.data());
+  benchmark::RunSpecifiedBenchmarks();
+  return 0;
+}
+
+}  // namespace
+}  // namespace OMB::bench
+
+int main(int count, char** arguments) {
+  try {
+    return OMB::bench::main({arguments, arguments + count});
+  } catch (const std::exception& failure) {
+    std::cerr << "load_bench: " << failure.what() << '\n';
+    return 1;
+  }
+}
