@@ -117,6 +117,25 @@ TEST_F(Backend, InputMemoryIsPlanarWhateverTheNetworkDeclares) {
   EXPECT_EQ(run(*runnerOf(*model), image, 6), (std::vector<float>{2, 20, 4, 40, 6, 60}));
 }
 
+TEST_F(Backend, TextsHaveToStartAsXmlDoes) {
+  const std::string whole = doublingNetwork({1, 3});
+  const std::string root = whole.substr(whole.find("<net"));
+  for (const char* start :
+       {"", " \n", "\xEF\xBB\xBF", "<!-- of ours -->", "<?xml version=\"1.0\"?>",
+        "\n<?xml\tversion = '1.1' encoding='UTF-8' ?>\r\n<!-- of ours -->\n"}) {
+    EXPECT_TRUE(load(pair("model", start + root))->IsLoaded()) << start;
+  }
+  for (const char* start :
+       {"net>", "\xBB", "<?xml version=\"1.0\"?>net>", "<?xm version=\"1.0\"?>",
+        "<?xmlversion=\"1.0\"?>", "<?xml verson=\"1.0\"?>", "<?xml version \"1.0\"?>",
+        "<?xml version=1.0?>", "<?xml version=\"1.0'?>", "<?xml version=\"2.0\"?>",
+        "<?xml version=\"1.\"?>", "<?xml version=\"1.0\">", "<?xml", "<nut/>"}) {
+    EXPECT_EQ(refusal(pair("model", start + root)).error,
+              "The network's text does not start as XML does\n")
+        << start;
+  }
+}
+
 TEST_F(Backend, WorksWithTheFirstInputAndOutputByName) {
   const auto b = test::input("b", {1, 2});
   const auto a = test::input("a", {1, 4});
@@ -332,18 +351,19 @@ TEST_F(Sealed, KeysThatCannotBeAreRefusedForBothFiles) {
 TEST_F(Sealed, MutantsEndInRefusalOrInTheLengthError) {
   enum Kind { flipText, flipWeights, cut, extend, swap, wrongKey, shortKey, otherIv, kinds };
   seal(pair("clear", scalingNetwork({1, 3}), std::string(64, '\0')));
-  // Under another IV: the first block of the plaintext is off by the difference of the two.
-  std::string shifted = test::contentsOf(clear + ".xml");
-  for (int i = 0; i < 16; ++i) shifted[static_cast<std::size_t>(i)] ^= static_cast<char>(i + 1);
   const std::string text = test::contentsOf(sealed + ".xml");
   const std::string weights = test::contentsOf(sealed + ".bin");
-  seal(pair("shifted", shifted, "w"));
-  const std::string shiftedText = test::contentsOf(sealed + ".xml");
 
   std::mt19937 random(4711);
-  const auto place = [&](const std::string& bytes) { return random() % bytes.size(); };
-  const auto flip = [&](std::string& bytes) {
-    bytes[place(bytes)] ^= static_cast<char>(1 + random() % 255);
+  const auto flip = [&](std::string& bytes, std::size_t end) {
+    bytes[random() % end] ^= static_cast<char>(1 + random() % 255);
+  };
+  // Under an IV that is off by a byte, what the first block deciphers to is off by the same.
+  const auto sealedUnderOtherIv = [&] {
+    std::string plain = test::contentsOf(clear + ".xml");
+    flip(plain, 16);
+    seal(pair("shifted", plain));
+    return test::contentsOf(sealed + ".xml");
   };
   int loaded[kinds] = {}, tooLong = 0, refused = 0;
   for (int i = 0; i < 1000; ++i) {
@@ -351,14 +371,14 @@ TEST_F(Sealed, MutantsEndInRefusalOrInTheLengthError) {
     std::string xml = text, bin = weights;
     ByteVector used = key;
     std::string& either = i / kinds % 2 == 0 ? xml : bin;
-    if (kind == flipText) flip(xml);
-    if (kind == flipWeights) flip(bin);
-    if (kind == cut) either.resize(place(either));
+    if (kind == flipText) flip(xml, xml.size());
+    if (kind == flipWeights) flip(bin, bin.size());
+    if (kind == cut) either.resize(random() % either.size());
     if (kind == extend) either.append(1 + random() % 40, 'x');
     if (kind == swap) std::swap(xml, bin);
     if (kind == wrongKey) used[random() % 16] ^= static_cast<unsigned char>(1 + random() % 255);
     if (kind == shortKey) used.resize(i / kinds % 2 == 0 ? 15 : random() % 15);
-    if (kind == otherIv) xml = shiftedText;
+    if (kind == otherIv) xml = sealedUnderOtherIv();
     const std::string base = pair("mutant", xml, bin);
     used.reserve(1);  // never null, which stands for no key
     (void)printedBy([&] {
@@ -377,7 +397,7 @@ TEST_F(Sealed, MutantsEndInRefusalOrInTheLengthError) {
       " of a cut %d, of more %d, of another IV %d\n",
       refused, tooLong, loaded[flipText], loaded[flipWeights], loaded[cut], loaded[extend],
       loaded[otherIv]);
-  for (const Kind kind : {swap, wrongKey, shortKey}) EXPECT_EQ(loaded[kind], 0) << kind;
+  for (const Kind kind : {swap, wrongKey, shortKey, otherIv}) EXPECT_EQ(loaded[kind], 0) << kind;
 }
 
 TEST(InputInfo, WithoutDataRaises) {

@@ -11,6 +11,7 @@
 #include "engine/cnn_network_impl.h"
 #include "engine/engine_call.h"
 #include "engine/executable_network_impl.h"
+#include "engine/xml_start.h"
 #include "platform/module_path.h"
 
 namespace InferenceEngine {
@@ -127,6 +128,9 @@ void Core::RegisterPlugin(const std::string& plugin, const std::string& device) 
 }
 
 CNNNetwork Core::ReadNetwork(const std::string& text, const Blob::Ptr& weights) const {
+  // The runtime skips whatever stands before the root. What another initialisation vector garbles
+  // is there, and the start of the weights, which nobody would notice.
+  if (!startsAsXml(text)) throw GeneralError("The network's text does not start as XML does");
   CNNNetwork network(engineCall([&] { return impl_->core.read_model(text, weights->tensor()); }));
   // A text that was cut may still be read: as a network that nothing goes into or comes out of.
   if (network.impl_->inputs.empty() || network.impl_->outputs.empty()) {

@@ -209,8 +209,8 @@ class Core {
   /// For this core only. Today's name of the engine's plug-in is used for "MKLDNNPlugin".
   void RegisterPlugin(const std::string& plugin, const std::string& device);
 
-  /// The network shares the memory of the blob. A text that is no network, or one without an input
-  /// or an output, is refused.
+  /// The network shares the memory of the blob. A text that is no network in XML, or one
+  /// without an input or an output, is refused.
   CNNNetwork ReadNetwork(const std::string& text, const Blob::Ptr& weights) const;
 
   /// Applies the precisions and layouts that were set in the network, on a copy of it. The key
