@@ -24,6 +24,8 @@ struct Network {
   tool::ImageSize size;
   int outputs;
   std::vector<const char*> photos;
+
+  friend void PrintTo(const Network& network, std::ostream* out) { *out << network.base; }
 };
 
 const Network kNetworks[] = {

@@ -22,8 +22,8 @@ struct OMBREL_API NNData {
   /// uninitialised. An owner of a type other than U8 and FP32 gets no buffer. `data` stays the
   /// caller's in every case.
   ///
-  /// Throws std::bad_alloc when the allocation fails or an owner's element count is negative or does
-  /// not fit a signed 32-bit integer.
+  /// Throws std::bad_alloc when the allocation fails or an owner's element count is negative or
+  /// does not fit a signed 32-bit integer.
   NNData(void* data, std::int32_t channels, std::int32_t width, std::int32_t height,
          ImageUtils::ELayoutType layout, EDataType type, bool isView);
 

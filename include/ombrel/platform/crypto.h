@@ -5,16 +5,14 @@
 #include "ombrel/platform/byte_vector.h"
 
 /// A step that the platform's cryptography refuses prints one line to standard output, beginning
-/// with
-/// "**** ", and gives an empty vector. The exceptions that pass are std::bad_alloc and the
+/// with "**** ", and gives an empty vector. The exceptions that pass are std::bad_alloc and the
 /// std::length_error "vector too long" named below. The byte pointers are never written through,
 /// and nothing is kept between calls: all functions may run on any thread at the same time.
 namespace OMB::Crypto {
 
 /// Decrypts `bufferSize` bytes, a whole number of 16-byte blocks, by AES in CBC mode. The key size
 /// of AES is `keySize`: 16, 24 or 32 bytes. Of `iv` the first 16 bytes are used, so `ivSize` is at
-/// least
-/// 16. No length may be negative.
+/// least 16. No length may be negative.
 ///
 /// Returns the plaintext without its trailing bytes: the last byte tells how many are taken off,
 /// itself included, and is not tested (0 takes off none, 200 takes off 200). When it is greater
