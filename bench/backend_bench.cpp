@@ -255,20 +255,12 @@ int main(std::vector<char*> arguments) {
   for (const int count : {1, 2, 4}) registerThreads(files, demo + "/classifier", count);
 
   arguments.erase(arguments.begin() + 1, arguments.begin() + 3);
-  int count = static_cast<int>(arguments.size());
-  benchmark::Initialize(&count, arguments.data());
-  benchmark::RunSpecifiedBenchmarks();
-  return 0;
+  return runBenchmarks(std::move(arguments));
 }
 
 }  // namespace
 }  // namespace OMB::bench
 
 int main(int count, char** arguments) {
-  try {
-    return OMB::bench::main({arguments, arguments + count});
-  } catch (const std::exception& failure) {
-    std::cerr << "backend_bench: " << failure.what() << '\n';
-    return 1;
-  }
+  return OMB::bench::guarded(count, arguments, OMB::bench::main);
 }

@@ -73,12 +73,15 @@ void registerCheck(const LargeLibrary& library) {
       ->Iterations(15);
 }
 
+int main(std::vector<char*> arguments) {
+  const LargeLibrary library;
+  registerCheck(library);
+  return runBenchmarks(std::move(arguments));
+}
+
 }  // namespace
 }  // namespace OMB::bench
 
 int main(int count, char** arguments) {
-  const OMB::bench::LargeLibrary library;
-  OMB::bench::registerCheck(library);
-  benchmark::Initialize(&count, arguments);
-  benchmark::RunSpecifiedBenchmarks();
+  return OMB::bench::guarded(count, arguments, OMB::bench::main);
 }

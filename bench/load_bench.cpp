@@ -164,20 +164,12 @@ int main(std::vector<char*> arguments) {
   }
   const Workspace files;
   registerLoads(files);
-  int count = static_cast<int>(arguments.size());
-  benchmark::Initialize(&count, arguments.data());
-  benchmark::RunSpecifiedBenchmarks();
-  return 0;
+  return runBenchmarks(std::move(arguments));
 }
 
 }  // namespace
 }  // namespace OMB::bench
 
 int main(int count, char** arguments) {
-  try {
-    return OMB::bench::main({arguments, arguments + count});
-  } catch (const std::exception& failure) {
-    std::cerr << "load_bench: " << failure.what() << '\n';
-    return 1;
-  }
+  return OMB::bench::guarded(count, arguments, OMB::bench::main);
 }
