@@ -49,7 +49,7 @@ constexpr std::pair<float, Byte> kKnown[] = {
 
 /// A float that is anything: any bits, in a plain range, known, or close to where a 32-bit integer
 /// ends.
-float AnyFloat(std::mt19937& random) {
+float anyFloat(std::mt19937& random) {
   const auto bits = static_cast<std::uint32_t>(random());
   const float unit = static_cast<float>(bits % 4096) / 1024.0F - 2.0F;
   const float values[] = {std::bit_cast<float>(bits), unit, kKnown[bits % std::size(kKnown)].first,
@@ -58,18 +58,18 @@ float AnyFloat(std::mt19937& random) {
 }
 
 template <typename S>
-std::vector<S> AnySamples(std::size_t count) {
+std::vector<S> anySamples(std::size_t count) {
   std::mt19937 random(static_cast<std::mt19937::result_type>(count));
   std::vector<S> samples(count);
   for (S& sample : samples) {
-    sample = std::is_same_v<S, Byte> ? static_cast<S>(random()) : static_cast<S>(AnyFloat(random));
+    sample = std::is_same_v<S, Byte> ? static_cast<S>(random()) : static_cast<S>(anyFloat(random));
   }
   return samples;
 }
 
 /// Makes the call as on machines that have only one of this machine's instruction sets each.
 template <typename Call>
-void OnEveryTarget(const Call& call) {
+void onEveryTarget(const Call& call) {
   const auto choose = [](std::int64_t target) {
     hwy::SetSupportedTargetsForTest(target);
     hwy::GetChosenTarget().Update(hwy::SupportedTargets());
@@ -90,12 +90,12 @@ class Transform : public testing::Test {
 
   /// Converts with both blocks that many elements behind an aligned start. The source ends where
   /// its memory does, the target has a border on both sides that has to stay.
-  static void Check(const Sizes& sizes, ELayoutType from, ELayoutType to, std::ptrdiff_t srcStart,
+  static void check(const Sizes& sizes, ELayoutType from, ELayoutType to, std::ptrdiff_t srcStart,
                     std::ptrdiff_t dstStart) {
     const auto pixels = static_cast<std::size_t>(sizes[0] * sizes[1]);
     const auto channels = static_cast<std::size_t>(sizes[2]);
     const std::size_t count = pixels * channels;
-    const auto samples = AnySamples<Src>(static_cast<std::size_t>(srcStart) + count);
+    const auto samples = anySamples<Src>(static_cast<std::size_t>(srcStart) + count);
     const Src* const src = samples.data() + srcStart;
     std::vector<Dst> dst(static_cast<std::size_t>(dstStart) + count + 70, Dst{77});
     std::vector<Dst> expected = dst;
@@ -114,14 +114,14 @@ using Pairs = testing::Types<std::tuple<Byte, Byte>, std::tuple<Byte, float>,
 TYPED_TEST_SUITE(Transform, Pairs, );
 
 TYPED_TEST(Transform, IsTheSampleRuleForAllSizesOrdersStartsAndInstructionSets) {
-  OnEveryTarget([this] {
+  onEveryTarget([this] {
     for (int width = 1; width <= 67; ++width) {
       for (const int height : {1, 3, 5}) {
         for (int channels = 1; channels <= 5; ++channels) {
           for (const auto& [src, dst] : {std::pair(0, 0), std::pair(1, 2), std::pair(3, 1)}) {
-            this->Check({width, height, channels}, HWC, CHW, src, dst);
-            this->Check({width, height, channels}, CHW, HWC, src, dst);
-            this->Check({width, height, channels}, HWC, HWC, src, dst);
+            this->check({width, height, channels}, HWC, CHW, src, dst);
+            this->check({width, height, channels}, CHW, HWC, src, dst);
+            this->check({width, height, channels}, HWC, HWC, src, dst);
             if (this->HasFailure()) return;
           }
         }
@@ -133,8 +133,8 @@ TYPED_TEST(Transform, IsTheSampleRuleForAllSizesOrdersStartsAndInstructionSets) 
 TYPED_TEST(Transform, TakesLayoutsOutsideTheEnumerationAsHwcToChwUnlessTheyAreEqual) {
   const auto odd = static_cast<ELayoutType>(2);
   for (const ELayoutType layout : {CHW, HWC, odd, static_cast<ELayoutType>(-1)}) {
-    this->Check({8, 5, 3}, layout, odd, 0, 0);
-    this->Check({8, 5, 3}, odd, layout, 0, 0);
+    this->check({8, 5, 3}, layout, odd, 0, 0);
+    this->check({8, 5, 3}, odd, layout, 0, 0);
   }
 }
 
@@ -157,7 +157,7 @@ TEST(TransformImage, RefusesNullAndSizesBelowOneAndLeavesTheTarget) {
 }
 
 TEST(TransformImage, LeavesABlockConvertedOntoItselfAsItWas) {
-  const std::vector<Byte> before = AnySamples<Byte>(67 * 5 * 3);
+  const std::vector<Byte> before = anySamples<Byte>(67 * 5 * 3);
   std::vector<Byte> block = before;
   EXPECT_TRUE((TransformImage<Byte, Byte>(block.data(), block.data(), 67, 5, 3, HWC, HWC)));
   EXPECT_TRUE((TransformImage<Byte, Byte>(block.data(), block.data(), 67, 15, 1, HWC, CHW)));
@@ -181,7 +181,7 @@ TEST(TransformImage, GivesTheKnownValuesAndBringsEveryByteBack) {
 }
 
 TEST(TransformImage, AllocatesPlanarFloatsFromBytesOrFloats) {
-  const std::vector<float> floats = AnySamples<float>(67 * 3 * 5);
+  const std::vector<float> floats = anySamples<float>(67 * 3 * 5);
   const auto* const bytes = reinterpret_cast<const Byte*>(floats.data());
   for (const std::size_t channels : {1U, 3U, 5U}) {
     for (const int format : {0, 1, 7, -1}) {
@@ -219,14 +219,14 @@ TEST(Allocations, AreRefusedOnlyWhereTheCountIsNegativeOrTooLarge) {
 }
 
 /// The seven fields, for comparison.
-auto Fields(const NNData& d) {
+auto fields(const NNData& d) {
   return std::tuple(d.layout, d.type, d.channels, d.width, d.height, d.isView, d.getData());
 }
 
 TYPED_TEST(Transform, IsChosenByTheTypesOfTheDataAndTakesTheSizesOfTheSource) {
   using S = typename TestFixture::Src;
   using D = typename TestFixture::Dst;
-  std::vector<S> samples = AnySamples<S>(4);
+  std::vector<S> samples = anySamples<S>(4);
   std::vector<D> target(4, D{77});
   NNData dst(target.data(), 9, -9, 0, HWC, EDataType::U8, true);
   const auto process = [&](void* data, int width, int srcType, int dstType) {
@@ -247,7 +247,7 @@ TYPED_TEST(Transform, IsChosenByTheTypesOfTheDataAndTakesTheSizesOfTheSource) {
     const auto expected = expectedBlock<S, D>(samples.data(), 2, 2, CHW, HWC);
     EXPECT_EQ(std::memcmp(target.data(), expected.data(), 4 * sizeof(D)), 0);
   }
-  EXPECT_EQ(Fields(dst), std::tuple(HWC, dst.type, 9, -9, 0, true, target.data()));
+  EXPECT_EQ(fields(dst), std::tuple(HWC, dst.type, 9, -9, 0, true, target.data()));
 }
 
 TEST(NNData, OwnsACopyOfWhatItIsGiven) {
@@ -255,7 +255,7 @@ TEST(NNData, OwnsACopyOfWhatItIsGiven) {
   for (const EDataType type : {EDataType::U8, EDataType::FP32}) {
     const std::size_t size = type == EDataType::U8 ? 12 : 48;
     NNData owner(samples.data(), 3, 2, 2, HWC, type, false);
-    EXPECT_EQ(Fields(owner), std::tuple(HWC, type, 3, 2, 2, false, owner.data));
+    EXPECT_EQ(fields(owner), std::tuple(HWC, type, 3, 2, 2, false, owner.data));
     ASSERT_NE(owner.data, samples.data());
     EXPECT_EQ(std::memcmp(owner.data, samples.data(), size), 0);
     const NNData fresh(nullptr, 3, 2, 2, CHW, type, false);
@@ -276,7 +276,7 @@ TEST(NNData, ViewsLookAtTheCallersBufferAndSoDoTheirCopies) {
       NNData assigned(nullptr, 1, 1, 1, HWC, EDataType::FP32, false);
       assigned = view;
       for (const NNData& d : {view, assigned}) {  // copies both
-        EXPECT_EQ(Fields(d), std::tuple(CHW, type, -3, 2, 0, true, data));
+        EXPECT_EQ(fields(d), std::tuple(CHW, type, -3, 2, 0, true, data));
       }
     }
   }
@@ -288,21 +288,21 @@ TEST(NNData, CopiesOfAnOwnerOwnTheirOwnBuffers) {
   const NNData copy(*owner);
   NNData assigned(samples.data(), 2, 1, 1, CHW, EDataType::U8, false);
   assigned = *owner;
-  const auto before = Fields(assigned);
+  const auto before = fields(assigned);
   const NNData& self = assigned;
   assigned = self;
-  EXPECT_EQ(Fields(assigned), before);
+  EXPECT_EQ(fields(assigned), before);
   std::memset(owner->data, 0, sizeof samples);
   owner.reset();
   for (const NNData* const d : {&copy, &self}) {
-    EXPECT_EQ(Fields(*d), std::tuple(HWC, EDataType::FP32, 1, 4, 1, false, d->data));
+    EXPECT_EQ(fields(*d), std::tuple(HWC, EDataType::FP32, 1, 4, 1, false, d->data));
     EXPECT_EQ(std::memcmp(d->data, samples.data(), sizeof samples), 0);
   }
 
   NNData broken(samples.data(), 1, 1, 1, CHW, EDataType::U8, false);
   broken.width = -1;
   EXPECT_THROW(assigned = broken, std::bad_alloc);
-  EXPECT_EQ(Fields(assigned), before);
+  EXPECT_EQ(fields(assigned), before);
 }
 
 }  // namespace

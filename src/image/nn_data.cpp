@@ -16,8 +16,8 @@ struct Sizes {
 };
 
 template <typename T>
-void* AllocateArray(const void* source, const Sizes& sizes) {
-  const std::size_t count = ElementCount(sizes.channels, sizes.width, sizes.height);
+void* allocateArray(const void* source, const Sizes& sizes) {
+  const std::size_t count = elementCount(sizes.channels, sizes.width, sizes.height);
   T* const buffer = new T[count];
   if (source != nullptr && count != 0) std::memcpy(buffer, source, count * sizeof(T));
   return buffer;
@@ -25,13 +25,13 @@ void* AllocateArray(const void* source, const Sizes& sizes) {
 
 /// A new buffer for elements of `type`, filled from `source` unless that is null. Null for a type
 /// that has no element size.
-void* AllocateBuffer(const void* source, const Sizes& sizes, EDataType type) {
-  if (type == EDataType::U8) return AllocateArray<unsigned char>(source, sizes);
-  if (type == EDataType::FP32) return AllocateArray<float>(source, sizes);
+void* allocateBuffer(const void* source, const Sizes& sizes, EDataType type) {
+  if (type == EDataType::U8) return allocateArray<unsigned char>(source, sizes);
+  if (type == EDataType::FP32) return allocateArray<float>(source, sizes);
   return nullptr;
 }
 
-void ReleaseBuffer(void* buffer, EDataType type) {
+void releaseBuffer(void* buffer, EDataType type) {
   if (type == EDataType::FP32) {
     delete[] static_cast<float*>(buffer);
   } else {
@@ -51,7 +51,7 @@ NNData::NNData(void* source, std::int32_t channelCount, std::int32_t samplesInRo
       height(rowCount),
       isView(view),
       data(view ? source
-                : AllocateBuffer(source, {channelCount, samplesInRow, rowCount}, elementType)) {}
+                : allocateBuffer(source, {channelCount, samplesInRow, rowCount}, elementType)) {}
 
 NNData::NNData(const NNData& other)
     : layout(other.layout),
@@ -62,7 +62,7 @@ NNData::NNData(const NNData& other)
       isView(other.isView),
       data(other.data) {
   if (isView || data == nullptr) return;
-  data = AllocateBuffer(other.data, {channels, width, height}, type);
+  data = allocateBuffer(other.data, {channels, width, height}, type);
 }
 
 NNData& NNData::operator=(const NNData& other) {
@@ -79,7 +79,7 @@ NNData& NNData::operator=(const NNData& other) {
 }
 
 NNData::~NNData() {
-  if (!isView) ReleaseBuffer(data, type);
+  if (!isView) releaseBuffer(data, type);
 }
 
 }  // namespace OMB

@@ -11,16 +11,16 @@ namespace OMB::ImageUtils {
 namespace {
 
 template <typename S, typename D>
-void Straight(const S* src, D* dst, std::size_t count) {
+void straight(const S* src, D* dst, std::size_t count) {
   if constexpr (std::is_same_v<S, D>) {
     std::memmove(dst, src, count * sizeof(S));  // the one pass where src may equal dst
   } else {
-    BestKernels<S, D>().straight(src, dst, count);
+    bestKernels<S, D>().straight(src, dst, count);
   }
 }
 
 template <typename S, typename D>
-typename Kernels<S, D>::Pass ForChannels(const typename Kernels<S, D>::ByChannels& kernels,
+typename Kernels<S, D>::Pass forChannels(const typename Kernels<S, D>::ByChannels& kernels,
                                          std::size_t channels) {
   using K = Kernels<S, D>;
   if (channels < K::kMinChannels || channels > K::kMaxChannels) return nullptr;
@@ -28,25 +28,25 @@ typename Kernels<S, D>::Pass ForChannels(const typename Kernels<S, D>::ByChannel
 }
 
 template <typename S, typename D>
-void HwcToChw(const S* src, D* dst, std::size_t pixels, std::size_t channels) {
-  if (channels == 1) return Straight(src, dst, pixels);
-  const auto kernel = ForChannels<S, D>(BestKernels<S, D>().toPlanar, channels);
+void hwcToChw(const S* src, D* dst, std::size_t pixels, std::size_t channels) {
+  if (channels == 1) return straight(src, dst, pixels);
+  const auto kernel = forChannels<S, D>(bestKernels<S, D>().toPlanar, channels);
   if (kernel != nullptr) return kernel(src, dst, pixels);
-  PlainToPlanar(src, dst, 0, pixels, channels);
+  plainToPlanar(src, dst, 0, pixels, channels);
 }
 
 template <typename S, typename D>
-void ChwToHwc(const S* src, D* dst, std::size_t pixels, std::size_t channels) {
-  const auto kernel = ForChannels<S, D>(BestKernels<S, D>().toInterleaved, channels);
+void chwToHwc(const S* src, D* dst, std::size_t pixels, std::size_t channels) {
+  const auto kernel = forChannels<S, D>(bestKernels<S, D>().toInterleaved, channels);
   if (kernel != nullptr) return kernel(src, dst, pixels);
-  PlainToInterleaved(src, dst, 0, pixels, channels);
+  plainToInterleaved(src, dst, 0, pixels, channels);
 }
 
 template <typename S>
-float* HwcToNewChw(const S* src, std::int32_t width, std::int32_t height, std::int32_t channels) {
-  float* const dst = new float[ElementCount(width, height, channels)];
+float* hwcToNewChw(const S* src, std::int32_t width, std::int32_t height, std::int32_t channels) {
+  float* const dst = new float[elementCount(width, height, channels)];
   if (width < 1 || height < 1 || channels < 1) return dst;
-  HwcToChw(src, dst, static_cast<std::size_t>(width) * static_cast<std::size_t>(height),
+  hwcToChw(src, dst, static_cast<std::size_t>(width) * static_cast<std::size_t>(height),
            static_cast<std::size_t>(channels));
   return dst;
 }
@@ -61,11 +61,11 @@ bool TransformImage(const S* src, D* dst, std::int32_t width, std::int32_t heigh
   const auto pixels = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
   const auto planes = static_cast<std::size_t>(channels);
   if (srcLayout == dstLayout || planes == 1) {
-    Straight(src, dst, pixels * planes);
+    straight(src, dst, pixels * planes);
   } else if (srcLayout == ELayoutType::CHW && dstLayout == ELayoutType::HWC) {
-    ChwToHwc(src, dst, pixels, planes);
+    chwToHwc(src, dst, pixels, planes);
   } else {
-    HwcToChw(src, dst, pixels, planes);
+    hwcToChw(src, dst, pixels, planes);
   }
   return true;
 }
@@ -89,9 +89,9 @@ template OMBREL_API bool TransformImage<float, float>(const float*, float*, std:
 float* TransformImage(const void* data, std::int32_t width, std::int32_t height,
                       std::int32_t channels, EFormat format) {
   if (format == EFormat::FP32) {
-    return HwcToNewChw(static_cast<const float*>(data), width, height, channels);
+    return hwcToNewChw(static_cast<const float*>(data), width, height, channels);
   }
-  return HwcToNewChw(static_cast<const unsigned char*>(data), width, height, channels);
+  return hwcToNewChw(static_cast<const unsigned char*>(data), width, height, channels);
 }
 
 }  // namespace OMB::ImageUtils

@@ -46,18 +46,18 @@ struct LaneTable {
   alignas(64) std::int32_t from[kFloats];
 };
 
-HWY_INLINE ByteVec Shuffle(ByteVec v, const ByteTable& table) {
+HWY_INLINE ByteVec shuffle(ByteVec v, const ByteTable& table) {
   return hn::TableLookupBytesOr0(v, hn::LoadDup128(Bytes(), table.from));
 }
 
-HWY_INLINE ByteVec Permute(ByteVec v, const LaneTable& table) {
+HWY_INLINE ByteVec permute(ByteVec v, const LaneTable& table) {
   const auto indices = hn::SetTableIndices(Ints(), table.from);
   return hn::BitCast(Bytes(), hn::TableLookupLanes(hn::BitCast(Ints(), v), indices));
 }
 
 /// Four pixels of kChannels bytes to a block: lanes 0 to kChannels - 1 of each block are filled.
 template <std::size_t kChannels>
-constexpr LaneTable SpreadBlocks() {
+constexpr LaneTable spreadBlocks() {
   LaneTable table{};
   for (std::size_t i = 0; i < kFloats; ++i) {
     table.from[i] = static_cast<std::int32_t>(i / 4 * kChannels + i % 4 % kChannels);
@@ -67,7 +67,7 @@ constexpr LaneTable SpreadBlocks() {
 
 /// The way back: what the blocks hold in lanes 0 to kChannels - 1 moves to the front.
 template <std::size_t kChannels>
-constexpr LaneTable GatherBlocks() {
+constexpr LaneTable gatherBlocks() {
   LaneTable table{};
   for (std::size_t i = 0; i < kBlocks * kChannels; ++i) {
     table.from[i] = static_cast<std::int32_t>(i / kChannels * 4 + i % kChannels);
@@ -76,7 +76,7 @@ constexpr LaneTable GatherBlocks() {
 }
 
 /// Lane j of block b to lane b of group j.
-constexpr LaneTable GroupLanes() {
+constexpr LaneTable groupLanes() {
   LaneTable table{};
   for (std::size_t i = 0; i < kFloats; ++i) {
     table.from[i] = static_cast<std::int32_t>(i % kBlocks * 4 + i / kBlocks);
@@ -86,7 +86,7 @@ constexpr LaneTable GroupLanes() {
 
 /// One channel of four interleaved pixels, widened to 32 bits.
 template <std::size_t kChannels, std::size_t kChannel>
-constexpr ByteTable WidenChannel() {
+constexpr ByteTable widenChannel() {
   ByteTable table{};
   for (std::size_t k = 0; k < 16; ++k) {
     table.from[k] = k % 4 == 0 ? static_cast<std::uint8_t>(k / 4 * kChannels + kChannel) : kNone;
@@ -96,7 +96,7 @@ constexpr ByteTable WidenChannel() {
 
 /// Drops the bytes beyond kChannels of four pixels that stand in 32 bits each.
 template <std::size_t kChannels>
-constexpr ByteTable NarrowPixels() {
+constexpr ByteTable narrowPixels() {
   ByteTable table{};
   for (std::size_t k = 0; k < 16; ++k) {
     const bool used = k < 4 * kChannels;
@@ -107,7 +107,7 @@ constexpr ByteTable NarrowPixels() {
 
 /// Four interleaved pixels to one 32-bit lane a channel.
 template <std::size_t kChannels>
-constexpr ByteTable SplitPixels() {
+constexpr ByteTable splitPixels() {
   ByteTable table{};
   for (std::size_t k = 0; k < 16; ++k) {
     const bool used = k / 4 < kChannels;
@@ -117,7 +117,7 @@ constexpr ByteTable SplitPixels() {
 }
 
 /// Byte j of lane i to byte i of lane j.
-constexpr ByteTable TransposeBytes() {
+constexpr ByteTable transposeBytes() {
   ByteTable table{};
   for (std::size_t k = 0; k < 16; ++k) {
     table.from[k] = static_cast<std::uint8_t>(k % 4 * 4 + k / 4);
@@ -125,14 +125,14 @@ constexpr ByteTable TransposeBytes() {
   return table;
 }
 
-HWY_INLINE FloatVec Scale(IntVec samples) {
+HWY_INLINE FloatVec scale(IntVec samples) {
   return hn::Mul(hn::ConvertTo(Floats(), samples), hn::Set(Floats(), kByteToFloat));
 }
 
 /// Products truncated toward zero. NaN and what is out of range give the lowest integer, whose low
 /// 8 bits are 0 as they must be; hn::ConvertTo would saturate to the highest one, and they would
 /// not.
-HWY_INLINE IntVec Truncate(FloatVec samples) {
+HWY_INLINE IntVec truncate(FloatVec samples) {
   const FloatVec product = hn::Mul(samples, hn::Set(Floats(), kFloatToByte));
 #if HWY_TARGET == HWY_SSE4
   return IntVec{_mm_cvttps_epi32(product.raw)};
@@ -146,7 +146,7 @@ HWY_INLINE IntVec Truncate(FloatVec samples) {
 /// Low bytes of the lanes of up to four vectors side by side: byte j of lane i is from vector j.
 /// What stands in the bytes of missing vectors is not said.
 template <std::size_t kVectors>
-HWY_INLINE ByteVec JoinLowBytes(const IntVec (&v)[kVectors]) {
+HWY_INLINE ByteVec joinLowBytes(const IntVec (&v)[kVectors]) {
   const Bytes bytes;
   const hn::Repartition<std::uint16_t, Bytes> words;
   const auto pair = [bytes](IntVec even, IntVec odd) HWY_ATTR {
@@ -165,18 +165,18 @@ HWY_INLINE ByteVec JoinLowBytes(const IntVec (&v)[kVectors]) {
 
 /// Bytes of memory order from kVectors vectors of floats, in the front of a vector.
 template <std::size_t kVectors>
-HWY_INLINE ByteVec LoadNarrow(const float* src) {
-  static constexpr ByteTable kTranspose = TransposeBytes();
-  static constexpr LaneTable kGroup = GroupLanes();
+HWY_INLINE ByteVec loadNarrow(const float* src) {
+  static constexpr ByteTable kTranspose = transposeBytes();
+  static constexpr LaneTable kGroup = groupLanes();
   IntVec v[kVectors];
   for (std::size_t i = 0; i < kVectors; ++i) {
-    v[i] = Truncate(hn::LoadU(Floats(), src + i * kFloats));
+    v[i] = truncate(hn::LoadU(Floats(), src + i * kFloats));
   }
-  return Permute(Shuffle(JoinLowBytes(v), kTranspose), kGroup);
+  return permute(shuffle(joinLowBytes(v), kTranspose), kGroup);
 }
 
-HWY_INLINE FloatVec LoadWiden(const Byte* src) {
-  return Scale(hn::PromoteTo(Ints(), hn::LoadU(QuarterBytes(), src)));
+HWY_INLINE FloatVec loadWiden(const Byte* src) {
+  return scale(hn::PromoteTo(Ints(), hn::LoadU(QuarterBytes(), src)));
 }
 
 template <std::size_t kChannels, typename V>
@@ -185,7 +185,7 @@ struct Pixels {
 };
 
 template <std::size_t kChannels, typename Tag>
-HWY_INLINE Pixels<kChannels, hn::Vec<Tag>> LoadPixels(Tag d, const hn::TFromD<Tag>* src) {
+HWY_INLINE Pixels<kChannels, hn::Vec<Tag>> loadPixels(Tag d, const hn::TFromD<Tag>* src) {
   Pixels<kChannels, hn::Vec<Tag>> v;
   if constexpr (kChannels == 2) {
     hn::LoadInterleaved2(d, src, v.channel[0], v.channel[1]);
@@ -198,7 +198,7 @@ HWY_INLINE Pixels<kChannels, hn::Vec<Tag>> LoadPixels(Tag d, const hn::TFromD<Ta
 }
 
 template <std::size_t kChannels, typename Tag>
-HWY_INLINE void StorePixels(const Pixels<kChannels, hn::Vec<Tag>>& v, Tag d, hn::TFromD<Tag>* dst) {
+HWY_INLINE void storePixels(const Pixels<kChannels, hn::Vec<Tag>>& v, Tag d, hn::TFromD<Tag>* dst) {
   if constexpr (kChannels == 2) {
     hn::StoreInterleaved2(v.channel[0], v.channel[1], d, dst);
   } else if constexpr (kChannels == 3) {
@@ -208,18 +208,18 @@ HWY_INLINE void StorePixels(const Pixels<kChannels, hn::Vec<Tag>>& v, Tag d, hn:
   }
 }
 
-// Each Vector* function below converts as many whole vectors as fit and returns how many elements
+// Each vector* function below converts as many whole vectors as fit and returns how many elements
 // or pixels that were.
 
 template <typename S, typename D>
-std::size_t VectorStraight(const S* src, D* dst, std::size_t count) {
+std::size_t vectorStraight(const S* src, D* dst, std::size_t count) {
   std::size_t i = 0;
   if constexpr (std::is_same_v<S, Byte>) {
     for (; count - i >= kFloats; i += kFloats) {
-      hn::StoreU(LoadWiden(src + i), Floats(), dst + i);
+      hn::StoreU(loadWiden(src + i), Floats(), dst + i);
     }
   } else {
-    for (; count - i >= kBytes; i += kBytes) hn::StoreU(LoadNarrow<4>(src + i), Bytes(), dst + i);
+    for (; count - i >= kBytes; i += kBytes) hn::StoreU(loadNarrow<4>(src + i), Bytes(), dst + i);
   }
   return i;
 }
@@ -229,42 +229,42 @@ std::size_t VectorStraight(const S* src, D* dst, std::size_t count) {
 constexpr std::size_t kLongRun = HWY_TARGET == HWY_AVX3 ? 16 : 8;
 
 template <std::size_t kChannels, std::size_t kChannel, std::size_t kRun>
-HWY_INLINE void StoreChannels(const ByteVec (&blocks)[kRun], float* dst, std::size_t pixels) {
-  static constexpr ByteTable kWiden = WidenChannel<kChannels, kChannel>();
+HWY_INLINE void storeChannels(const ByteVec (&blocks)[kRun], float* dst, std::size_t pixels) {
+  static constexpr ByteTable kWiden = widenChannel<kChannels, kChannel>();
   for (std::size_t i = 0; i < kRun; ++i) {
-    hn::StoreU(Scale(hn::BitCast(Ints(), Shuffle(blocks[i], kWiden))), Floats(), dst + i * kFloats);
+    hn::StoreU(scale(hn::BitCast(Ints(), shuffle(blocks[i], kWiden))), Floats(), dst + i * kFloats);
   }
   if constexpr (kChannel + 1 < kChannels) {
-    StoreChannels<kChannels, kChannel + 1>(blocks, dst + pixels, pixels);
+    storeChannels<kChannels, kChannel + 1>(blocks, dst + pixels, pixels);
   }
 }
 
 /// Bytes to floats from pixel p on, kRun vectors of a plane at a time. A vector of bytes holds more
 /// than is used of it, and is read whole all the same. Returns the first pixel that is left over.
 template <std::size_t kChannels, std::size_t kRun>
-HWY_INLINE std::size_t RunsToPlanar(const Byte* src, float* dst, std::size_t p,
+HWY_INLINE std::size_t runsToPlanar(const Byte* src, float* dst, std::size_t p,
                                     std::size_t pixels) {
-  static constexpr LaneTable kSpread = SpreadBlocks<kChannels>();
+  static constexpr LaneTable kSpread = spreadBlocks<kChannels>();
   constexpr std::size_t kRead = kBytes + (kRun - 1) * kFloats * kChannels;
   for (; (pixels - p) * kChannels >= kRead; p += kRun * kFloats) {
     ByteVec blocks[kRun];
     for (std::size_t i = 0; i < kRun; ++i) {
-      blocks[i] = Permute(hn::LoadU(Bytes(), src + (p + i * kFloats) * kChannels), kSpread);
+      blocks[i] = permute(hn::LoadU(Bytes(), src + (p + i * kFloats) * kChannels), kSpread);
     }
-    StoreChannels<kChannels, 0>(blocks, dst + p, pixels);
+    storeChannels<kChannels, 0>(blocks, dst + p, pixels);
   }
   return p;
 }
 
 template <std::size_t kChannels>
-std::size_t VectorToPlanar(const Byte* src, float* dst, std::size_t pixels) {
-  const std::size_t p = RunsToPlanar<kChannels, kLongRun>(src, dst, 0, pixels);
-  return RunsToPlanar<kChannels, 1>(src, dst, p, pixels);
+std::size_t vectorToPlanar(const Byte* src, float* dst, std::size_t pixels) {
+  const std::size_t p = runsToPlanar<kChannels, kLongRun>(src, dst, 0, pixels);
+  return runsToPlanar<kChannels, 1>(src, dst, p, pixels);
 }
 
 /// Stores the quarters of a vector to successive planes.
 template <std::size_t kChannels>
-HWY_INLINE void StoreGroups(ByteVec groups, Byte* dst, std::size_t pixels) {
+HWY_INLINE void storeGroups(ByteVec groups, Byte* dst, std::size_t pixels) {
   const QuarterBytes d;
   if constexpr (kBlocks == 4) {
     const auto low = hn::LowerHalf(groups);
@@ -283,26 +283,26 @@ HWY_INLINE void StoreGroups(ByteVec groups, Byte* dst, std::size_t pixels) {
 }
 
 template <std::size_t kChannels>
-std::size_t VectorToPlanar(const float* src, Byte* dst, std::size_t pixels) {
-  static constexpr ByteTable kSplit = SplitPixels<kChannels>();
-  static constexpr LaneTable kSpread = SpreadBlocks<kChannels>();
-  static constexpr LaneTable kGroup = GroupLanes();
+std::size_t vectorToPlanar(const float* src, Byte* dst, std::size_t pixels) {
+  static constexpr ByteTable kSplit = splitPixels<kChannels>();
+  static constexpr LaneTable kSpread = spreadBlocks<kChannels>();
+  static constexpr LaneTable kGroup = groupLanes();
   std::size_t p = 0;
   for (; pixels - p >= kFloats; p += kFloats) {
-    const ByteVec interleaved = LoadNarrow<kChannels>(src + p * kChannels);
-    const ByteVec split = Shuffle(Permute(interleaved, kSpread), kSplit);
-    StoreGroups<kChannels>(Permute(split, kGroup), dst + p, pixels);
+    const ByteVec interleaved = loadNarrow<kChannels>(src + p * kChannels);
+    const ByteVec split = shuffle(permute(interleaved, kSpread), kSplit);
+    storeGroups<kChannels>(permute(split, kGroup), dst + p, pixels);
   }
   return p;
 }
 
 template <std::size_t kChannels, typename T>
-std::size_t VectorToPlanar(const T* src, T* dst, std::size_t pixels) {
+std::size_t vectorToPlanar(const T* src, T* dst, std::size_t pixels) {
   const hn::ScalableTag<T> d;
   constexpr std::size_t kStep = hn::MaxLanes(d);
   std::size_t p = 0;
   for (; pixels - p >= kStep; p += kStep) {
-    const auto v = LoadPixels<kChannels>(d, src + p * kChannels);
+    const auto v = loadPixels<kChannels>(d, src + p * kChannels);
     for (std::size_t c = 0; c < kChannels; ++c) {
       hn::StoreU(v.channel[c], d, dst + c * pixels + p);
     }
@@ -311,42 +311,42 @@ std::size_t VectorToPlanar(const T* src, T* dst, std::size_t pixels) {
 }
 
 template <std::size_t kChannels>
-std::size_t VectorToInterleaved(const Byte* src, float* dst, std::size_t pixels) {
+std::size_t vectorToInterleaved(const Byte* src, float* dst, std::size_t pixels) {
   std::size_t p = 0;
   for (; pixels - p >= kFloats; p += kFloats) {
     Pixels<kChannels, FloatVec> v;
-    for (std::size_t c = 0; c < kChannels; ++c) v.channel[c] = LoadWiden(src + c * pixels + p);
-    StorePixels<kChannels>(v, Floats(), dst + p * kChannels);
+    for (std::size_t c = 0; c < kChannels; ++c) v.channel[c] = loadWiden(src + c * pixels + p);
+    storePixels<kChannels>(v, Floats(), dst + p * kChannels);
   }
   return p;
 }
 
 /// Floats to bytes: a vector is stored whole; the next one overwrites what is beyond its pixels.
 template <std::size_t kChannels>
-std::size_t VectorToInterleaved(const float* src, Byte* dst, std::size_t pixels) {
-  static constexpr ByteTable kNarrow = NarrowPixels<kChannels>();
-  static constexpr LaneTable kGather = GatherBlocks<kChannels>();
+std::size_t vectorToInterleaved(const float* src, Byte* dst, std::size_t pixels) {
+  static constexpr ByteTable kNarrow = narrowPixels<kChannels>();
+  static constexpr LaneTable kGather = gatherBlocks<kChannels>();
   std::size_t p = 0;
   for (; (pixels - p) * kChannels >= kBytes; p += kFloats) {
     IntVec v[kChannels];
     for (std::size_t c = 0; c < kChannels; ++c) {
-      v[c] = Truncate(hn::LoadU(Floats(), src + c * pixels + p));
+      v[c] = truncate(hn::LoadU(Floats(), src + c * pixels + p));
     }
-    const ByteVec joined = JoinLowBytes(v);
-    hn::StoreU(Permute(Shuffle(joined, kNarrow), kGather), Bytes(), dst + p * kChannels);
+    const ByteVec joined = joinLowBytes(v);
+    hn::StoreU(permute(shuffle(joined, kNarrow), kGather), Bytes(), dst + p * kChannels);
   }
   return p;
 }
 
 template <std::size_t kChannels, typename T>
-std::size_t VectorToInterleaved(const T* src, T* dst, std::size_t pixels) {
+std::size_t vectorToInterleaved(const T* src, T* dst, std::size_t pixels) {
   const hn::ScalableTag<T> d;
   constexpr std::size_t kStep = hn::MaxLanes(d);
   std::size_t p = 0;
   for (; pixels - p >= kStep; p += kStep) {
     Pixels<kChannels, hn::Vec<hn::ScalableTag<T>>> v;
     for (std::size_t c = 0; c < kChannels; ++c) v.channel[c] = hn::LoadU(d, src + c * pixels + p);
-    StorePixels<kChannels>(v, d, dst + p * kChannels);
+    storePixels<kChannels>(v, d, dst + p * kChannels);
   }
   return p;
 }
@@ -354,57 +354,57 @@ std::size_t VectorToInterleaved(const T* src, T* dst, std::size_t pixels) {
 #else  // no vectors here: nothing is converted, and the plain form takes it all
 
 template <typename S, typename D>
-std::size_t VectorStraight(const S*, D*, std::size_t) {
+std::size_t vectorStraight(const S*, D*, std::size_t) {
   return 0;
 }
 
 template <std::size_t, typename S, typename D>
-std::size_t VectorToPlanar(const S*, D*, std::size_t) {
+std::size_t vectorToPlanar(const S*, D*, std::size_t) {
   return 0;
 }
 
 template <std::size_t, typename S, typename D>
-std::size_t VectorToInterleaved(const S*, D*, std::size_t) {
+std::size_t vectorToInterleaved(const S*, D*, std::size_t) {
   return 0;
 }
 
 #endif
 
 template <typename S, typename D>
-void Straight(const S* src, D* dst, std::size_t count) {
+void straight(const S* src, D* dst, std::size_t count) {
   std::size_t first = 0;
-  if constexpr (!std::is_same_v<S, D>) first = VectorStraight(src, dst, count);
-  PlainStraight(src, dst, first, count);
+  if constexpr (!std::is_same_v<S, D>) first = vectorStraight(src, dst, count);
+  plainStraight(src, dst, first, count);
 }
 
 template <std::size_t kChannels, typename S, typename D>
-void ToPlanar(const S* src, D* dst, std::size_t pixels) {
-  const std::size_t first = VectorToPlanar<kChannels>(src, dst, pixels);
-  PlainToPlanar(src, dst, first, pixels, kChannels);
+void toPlanar(const S* src, D* dst, std::size_t pixels) {
+  const std::size_t first = vectorToPlanar<kChannels>(src, dst, pixels);
+  plainToPlanar(src, dst, first, pixels, kChannels);
 }
 
 template <std::size_t kChannels, typename S, typename D>
-void ToInterleaved(const S* src, D* dst, std::size_t pixels) {
-  const std::size_t first = VectorToInterleaved<kChannels>(src, dst, pixels);
-  PlainToInterleaved(src, dst, first, pixels, kChannels);
+void toInterleaved(const S* src, D* dst, std::size_t pixels) {
+  const std::size_t first = vectorToInterleaved<kChannels>(src, dst, pixels);
+  plainToInterleaved(src, dst, first, pixels, kChannels);
 }
 
 template <typename S, typename D>
 constexpr Kernels<S, D> kKernels = {
-    Straight<S, D>,
-    {ToPlanar<2, S, D>, ToPlanar<3, S, D>, ToPlanar<4, S, D>},
-    {ToInterleaved<2, S, D>, ToInterleaved<3, S, D>, ToInterleaved<4, S, D>}};
+    straight<S, D>,
+    {toPlanar<2, S, D>, toPlanar<3, S, D>, toPlanar<4, S, D>},
+    {toInterleaved<2, S, D>, toInterleaved<3, S, D>, toInterleaved<4, S, D>}};
 
-const Kernels<Byte, Byte>* ByteToByte() {
+const Kernels<Byte, Byte>* byteToByte() {
   return &kKernels<Byte, Byte>;
 }
-const Kernels<Byte, float>* ByteToFloat() {
+const Kernels<Byte, float>* byteToFloat() {
   return &kKernels<Byte, float>;
 }
-const Kernels<float, Byte>* FloatToByte() {
+const Kernels<float, Byte>* floatToByte() {
   return &kKernels<float, Byte>;
 }
-const Kernels<float, float>* FloatToFloat() {
+const Kernels<float, float>* floatToFloat() {
   return &kKernels<float, float>;
 }
 
@@ -414,29 +414,29 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace OMB::ImageUtils {
 
-HWY_EXPORT(ByteToByte);
-HWY_EXPORT(ByteToFloat);
-HWY_EXPORT(FloatToByte);
-HWY_EXPORT(FloatToFloat);
+HWY_EXPORT(byteToByte);
+HWY_EXPORT(byteToFloat);
+HWY_EXPORT(floatToByte);
+HWY_EXPORT(floatToFloat);
 
 template <>
-const Kernels<unsigned char, unsigned char>& BestKernels() {
-  return *HWY_DYNAMIC_DISPATCH(ByteToByte)();
+const Kernels<unsigned char, unsigned char>& bestKernels() {
+  return *HWY_DYNAMIC_DISPATCH(byteToByte)();
 }
 
 template <>
-const Kernels<unsigned char, float>& BestKernels() {
-  return *HWY_DYNAMIC_DISPATCH(ByteToFloat)();
+const Kernels<unsigned char, float>& bestKernels() {
+  return *HWY_DYNAMIC_DISPATCH(byteToFloat)();
 }
 
 template <>
-const Kernels<float, unsigned char>& BestKernels() {
-  return *HWY_DYNAMIC_DISPATCH(FloatToByte)();
+const Kernels<float, unsigned char>& bestKernels() {
+  return *HWY_DYNAMIC_DISPATCH(floatToByte)();
 }
 
 template <>
-const Kernels<float, float>& BestKernels() {
-  return *HWY_DYNAMIC_DISPATCH(FloatToFloat)();
+const Kernels<float, float>& bestKernels() {
+  return *HWY_DYNAMIC_DISPATCH(floatToFloat)();
 }
 
 }  // namespace OMB::ImageUtils

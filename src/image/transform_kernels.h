@@ -22,6 +22,6 @@ struct Kernels {
 
 /// The kernels for this machine. Threads: safe; the choice is made once.
 template <typename S, typename D>
-const Kernels<S, D>& BestKernels();
+const Kernels<S, D>& bestKernels();
 
 }  // namespace OMB::ImageUtils

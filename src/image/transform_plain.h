@@ -16,7 +16,7 @@ inline constexpr float kByteToFloat = 0x1.010102p-8F;  ///< the single nearest t
 inline constexpr float kFloatToByte = 255.0F;
 
 /// The low 8 bits of a product truncated toward zero; 0 for what no signed 32-bit integer holds.
-inline unsigned char TruncateToByte(float product) {
+inline unsigned char truncateToByte(float product) {
 #if defined(__SSE__)
   // For those the instruction gives the lowest integer, with 0 in its low 8 bits.
   return static_cast<unsigned char>(_mm_cvttss_si32(_mm_set_ss(product)));
@@ -28,38 +28,38 @@ inline unsigned char TruncateToByte(float product) {
 
 /// Value of one sample after conversion.
 template <typename S, typename D>
-inline D ConvertSample(S sample) {
+inline D convertSample(S sample) {
   if constexpr (std::is_same_v<S, D>) {
     return sample;
   } else if constexpr (std::is_same_v<D, float>) {
     return static_cast<float>(sample) * kByteToFloat;
   } else {
-    return TruncateToByte(sample * kFloatToByte);
+    return truncateToByte(sample * kFloatToByte);
   }
 }
 
 /// Converts elements `first` to `count` - 1, target order equal to source order.
 template <typename S, typename D>
-void PlainStraight(const S* src, D* dst, std::size_t first, std::size_t count) {
-  for (std::size_t i = first; i < count; ++i) dst[i] = ConvertSample<S, D>(src[i]);
+void plainStraight(const S* src, D* dst, std::size_t first, std::size_t count) {
+  for (std::size_t i = first; i < count; ++i) dst[i] = convertSample<S, D>(src[i]);
 }
 
 /// HWC to CHW, of the pixels `first` to `pixels` - 1 of a block of `pixels`. Four pixels at a time,
 /// so that what is written comes in runs of four.
 template <typename S, typename D>
-void PlainToPlanar(const S* src, D* dst, std::size_t first, std::size_t pixels,
+void plainToPlanar(const S* src, D* dst, std::size_t first, std::size_t pixels,
                    std::size_t channels) {
   std::size_t p = first;
   for (; pixels - p >= 4; p += 4) {
     const S* sample = src + p * channels;
     for (std::size_t c = 0; c < channels; ++c, ++sample) {
       D* const out = dst + c * pixels + p;
-      for (std::size_t i = 0; i < 4; ++i) out[i] = ConvertSample<S, D>(sample[i * channels]);
+      for (std::size_t i = 0; i < 4; ++i) out[i] = convertSample<S, D>(sample[i * channels]);
     }
   }
   for (; p < pixels; ++p) {
     for (std::size_t c = 0; c < channels; ++c) {
-      dst[c * pixels + p] = ConvertSample<S, D>(src[p * channels + c]);
+      dst[c * pixels + p] = convertSample<S, D>(src[p * channels + c]);
     }
   }
 }
@@ -67,7 +67,7 @@ void PlainToPlanar(const S* src, D* dst, std::size_t first, std::size_t pixels,
 /// CHW to HWC likewise, plane by plane. The runs of four also keep the compiler from exchanging the
 /// loops, which takes twice the time; where samples widen they do not pay.
 template <typename S, typename D>
-void PlainToInterleaved(const S* src, D* dst, std::size_t first, std::size_t pixels,
+void plainToInterleaved(const S* src, D* dst, std::size_t first, std::size_t pixels,
                         std::size_t channels) {
   constexpr std::size_t kRun = sizeof(S) < sizeof(D) ? 1 : 4;
   for (std::size_t c = 0; c < channels; ++c) {
@@ -75,9 +75,9 @@ void PlainToInterleaved(const S* src, D* dst, std::size_t first, std::size_t pix
     D* out = dst + first * channels + c;
     std::size_t p = first;
     for (; pixels - p >= kRun; p += kRun, out += kRun * channels) {
-      for (std::size_t i = 0; i < kRun; ++i) out[i * channels] = ConvertSample<S, D>(plane[p + i]);
+      for (std::size_t i = 0; i < kRun; ++i) out[i * channels] = convertSample<S, D>(plane[p + i]);
     }
-    for (; p < pixels; ++p, out += channels) *out = ConvertSample<S, D>(plane[p]);
+    for (; p < pixels; ++p, out += channels) *out = convertSample<S, D>(plane[p]);
   }
 }
 
