@@ -171,6 +171,11 @@ ByteVector decrypt(unsigned char* input, int ivSize) {
   return Crypto::decryptBuffer(input, 32, iv, ivSize, key, sizeof(key));
 }
 
+ByteVector decryptInPlace(unsigned char* input) {
+  unsigned char iv[16] = {}, key[16] = {};
+  return Crypto::decryptBuffer(ByteVector(input, input + 32), iv, sizeof(iv), key, sizeof(key));
+}
+
 TEST(CryptoScript, DecryptionReleasesInOrderWhateverFails) {
   const std::string start =
       "OpenAlgorithmProvider:AES GetProperty:ObjectLength HeapAlloc:object "
@@ -180,10 +185,12 @@ TEST(CryptoScript, DecryptionReleasesInOrderWhateverFails) {
   expected[8].assign(32, 'x');
   expected[8].back() = 2;
   expected[9].assign(30, 'x');
-  EXPECT_EQ(failEach(start + "HeapAlloc:iv SetProperty:ChainingMode GenerateSymmetricKey "
-                             "Decrypt:size Decrypt",
-                     [](unsigned char* input) { return decrypt(input, 20); }),
-            expected);
+  const std::string steps = start +
+                            "HeapAlloc:iv SetProperty:ChainingMode GenerateSymmetricKey "
+                            "Decrypt:size Decrypt";
+  EXPECT_EQ(failEach(steps, [](unsigned char* input) { return decrypt(input, 20); }), expected);
+  expected[8].assign(32, 0);  // where it would be what is left of the ciphertext
+  EXPECT_EQ(failEach(steps, decryptInPlace), expected);
   EXPECT_EQ(runWith("", start + "CloseAlgorithmProvider HeapFree:object ",
                     "**** block length is longer than the provided IV length\n",
                     [](unsigned char* input) { return decrypt(input, 15); }),

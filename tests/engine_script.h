@@ -3,6 +3,7 @@
 // program.
 #pragma once
 
+#include <cstring>
 #include <functional>
 #include <map>
 #include <string>
@@ -42,6 +43,7 @@ struct Core::Impl {};
 void MemoryBlob::allocate() {
   const Use use("allocate");
   tensor_ = ov::Tensor(ov::element::u8, desc_.getDims());
+  if (!bytes_.empty()) std::memcpy(tensor_.data(), bytes_.data(), bytes_.size());
 }
 Core::Core(const std::string& /*pluginList*/) {
   const Use use("Core");

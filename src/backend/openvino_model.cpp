@@ -45,27 +45,17 @@ ByteVector effectiveKey(const unsigned char* key, int keySize) {
   return result;
 }
 
-ByteVector decrypted(ByteVector& cipher, std::int64_t size, ByteVector& key) {
+ByteVector decrypted(ByteVector cipher, ByteVector& key) {
   unsigned char iv[sizeof(modelIv)];
   std::memcpy(iv, modelIv, sizeof(modelIv));
-  return Crypto::decryptBuffer(cipher.data(), static_cast<int>(size), iv, sizeof(iv), key.data(),
+  return Crypto::decryptBuffer(std::move(cipher), iv, sizeof(iv), key.data(),
                                static_cast<int>(key.size()));
 }
 
-// Copies the weights from the last to the first, and gives back their memory on the way: what may
-// be hundreds of megabytes never stands in memory twice.
-IE::Blob::Ptr weightsBlob(ByteVector& weights) {
-  constexpr std::size_t kPart = std::size_t{4} << 20;
-  const auto blob = IE::make_shared_blob<unsigned char>(
-      IE::TensorDesc(IE::Precision::U8, {weights.size()}, IE::Layout::C));
+IE::Blob::Ptr weightsBlob(ByteVector weights) {
+  IE::TensorDesc desc(IE::Precision::U8, {weights.size()}, IE::Layout::C);
+  const auto blob = IE::make_shared_blob<unsigned char>(std::move(desc), std::move(weights));
   blob->allocate();
-  auto* const memory = blob->wmap().as<unsigned char*>();
-  while (!weights.empty()) {
-    const std::size_t start = (weights.size() - 1) / kPart * kPart;
-    std::memcpy(memory + start, weights.data() + start, weights.size() - start);
-    weights.resize(start);
-    releaseUnused(weights);
-  }
   return blob;
 }
 
@@ -103,12 +93,12 @@ void OpenVINOModel::ReadNetwork(const ModelParams& params, const std::string& xm
   if (params.key != nullptr) {
     // What a failed decryption leaves is not looked at: the engine refuses it.
     ByteVector key = effectiveKey(params.key, params.keySize);
-    xmlData = decrypted(xmlData, xmlSize, key);
-    binData = decrypted(binData, binSize, key);
+    xmlData = decrypted(std::move(xmlData), key);
+    binData = decrypted(std::move(binData), key);
   }
 
   const NetworkText xmlText(xmlData);
-  IE::Blob::Ptr blob = weightsBlob(binData);
+  IE::Blob::Ptr blob = weightsBlob(std::move(binData));
   IE::Core core(config.GetDataPath() + "plugins.xml");
   IE::CNNNetwork read = core.ReadNetwork(xmlText.get(), blob);
   blob.reset();

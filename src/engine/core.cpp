@@ -1,11 +1,10 @@
 #include <filesystem>
+#include <memory>
 #include <optional>
 
 #include <openvino/core/preprocess/pre_post_process.hpp>
 #include <openvino/core/version.hpp>
 #include <openvino/runtime/core.hpp>
-
-#include "ombrel/platform/byte_vector.h"
 
 #include "build_constants.h"
 #include "engine/cnn_network_impl.h"
@@ -17,13 +16,15 @@
 namespace InferenceEngine {
 namespace {
 
-// Weights come in hundreds of megabytes: they get the framework's huge pages.
-struct PageAllocator {
-  void* allocate(std::size_t bytes, std::size_t /*alignment*/) { return OMB::allocateBytes(bytes); }
-  void deallocate(void* block, std::size_t bytes, std::size_t /*alignment*/) noexcept {
-    OMB::releaseBytes(block, bytes);
+// Gives a tensor memory that there is already, and ends it with the tensor.
+struct HeldBytes {
+  std::shared_ptr<OMB::ByteVector> bytes;
+
+  void* allocate(std::size_t /*size*/, std::size_t /*alignment*/) { return bytes->data(); }
+  void deallocate(void* /*block*/, std::size_t /*size*/, std::size_t /*alignment*/) noexcept {
+    bytes.reset();
   }
-  bool is_equal(const PageAllocator& /*other*/) const { return true; }
+  bool is_equal(const HeldBytes& other) const { return bytes == other.bytes; }
 };
 
 ov::element::Type elementOf(Precision precision) {
@@ -109,8 +110,9 @@ ov::AnyMap settings(const std::map<std::string, std::string>& config) {
 
 void MemoryBlob::allocate() {
   engineCall([&] {
-    tensor_ =
-        ov::Tensor(elementOf(desc_.getPrecision()), ov::Shape(desc_.getDims()), PageAllocator());
+    bytes_.reserve(1);  // the runtime wants an address even for nothing
+    const HeldBytes held{std::make_shared<OMB::ByteVector>(std::move(bytes_))};
+    tensor_ = ov::Tensor(elementOf(desc_.getPrecision()), ov::Shape(desc_.getDims()), held);
   });
 }
 

@@ -16,6 +16,8 @@
 
 #include <openvino/runtime/tensor.hpp>
 
+#include "ombrel/platform/byte_vector.h"
+
 namespace ov {
 class Model;
 }
@@ -135,21 +137,24 @@ class Blob {
   ov::Tensor tensor_;
 };
 
-/// A blob that owns memory of its own for what its description says, once it is allocated.
+/// A blob over bytes of its own, once it is allocated.
 class MemoryBlob final : public Blob {
  public:
-  explicit MemoryBlob(TensorDesc desc) : Blob(ov::Tensor()), desc_(std::move(desc)) {}
+  MemoryBlob(TensorDesc desc, OMB::ByteVector bytes)
+      : Blob(ov::Tensor()), desc_(std::move(desc)), bytes_(std::move(bytes)) {}
   void allocate();
 
  private:
   TensorDesc desc_;
+  OMB::ByteVector bytes_;
 };
 
-/// A blob of elements of type T, as yet without memory. The backend makes blobs of bytes only.
+/// A blob of the bytes, which it takes over: weights come in hundreds of megabytes, and copying
+/// them would take longer than reading them. The backend makes blobs of bytes only.
 template <typename T>
-std::shared_ptr<MemoryBlob> make_shared_blob(TensorDesc desc) {
+std::shared_ptr<MemoryBlob> make_shared_blob(TensorDesc desc, OMB::ByteVector bytes) {
   static_assert(sizeof(T) == 1, "a blob of bytes");
-  return std::make_shared<MemoryBlob>(std::move(desc));
+  return std::make_shared<MemoryBlob>(std::move(desc), std::move(bytes));
 }
 
 /// A network as read. Threads: the const operations may overlap.

@@ -24,9 +24,4 @@ void releaseBytes(void* block, std::size_t size) noexcept {
   if (block != nullptr) releasePages(block, size);
 }
 
-void releaseUnused(ByteVector& bytes) noexcept {
-  if (bytes.capacity() >= kLargeBlock)
-    discardPages(bytes.data() + bytes.size(), bytes.capacity() - bytes.size());
-}
-
 }  // namespace OMB

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstring>
 #include <stdexcept>
+#include <utility>
 
 #include "ombrel/platform/file_utils.h"
 
@@ -130,25 +131,37 @@ bool makeKey(Decryption& aes, unsigned char* key, int keySize) {
              L"BCryptGenerateSymmetricKey");
 }
 
-bool decryptInto(ByteVector& result, Decryption& aes, unsigned char* buffer, ULONG size) {
+struct Bytes {
+  unsigned char* data;
+  ULONG size;
+};
+
+struct Secrets {
+  const unsigned char* iv;
+  int ivSize;
+  unsigned char* key;
+  int keySize;
+};
+
+// `makeRoom` gives the memory for as many bytes of plaintext as it is told.
+bool decryptTo(const auto& makeRoom, Decryption& aes, const Bytes& cipher) {
   const auto decrypt = [&](PUCHAR output, ULONG outputSize, ULONG& resultSize) {
-    return succeeded(BCryptDecrypt(aes.key.get(), buffer, size, nullptr, aes.ivCopy.data(),
-                                   aes.ivCopy.size(), output, outputSize, &resultSize, 0),
-                     L"BCryptDecrypt");
+    return succeeded(
+        BCryptDecrypt(aes.key.get(), cipher.data, cipher.size, nullptr, aes.ivCopy.data(),
+                      aes.ivCopy.size(), output, outputSize, &resultSize, 0),
+        L"BCryptDecrypt");
   };
   ULONG resultSize = 0;
   if (!decrypt(nullptr, 0, resultSize)) return false;
-  result.resize(resultSize);
-  return decrypt(result.data(), resultSize, resultSize);
+  return decrypt(makeRoom(resultSize), resultSize, resultSize);
 }
 
-bool runDecryption(ByteVector& result, unsigned char* buffer, int bufferSize,
-                   const unsigned char* iv, int ivSize, unsigned char* key, int keySize) {
+bool runDecryption(const auto& makeRoom, const Bytes& cipher, const Secrets& secrets) {
   Decryption aes;
   return openProvider(aes.provider, L"AES") &&
-         allocateFor(aes.provider, L"ObjectLength", aes.keyObject) && copyIv(aes, iv, ivSize) &&
-         makeKey(aes, key, keySize) &&
-         decryptInto(result, aes, buffer, static_cast<ULONG>(bufferSize));
+         allocateFor(aes.provider, L"ObjectLength", aes.keyObject) &&
+         copyIv(aes, secrets.iv, secrets.ivSize) && makeKey(aes, secrets.key, secrets.keySize) &&
+         decryptTo(makeRoom, aes, cipher);
 }
 
 // The last byte says how many bytes stand behind the plaintext, itself included.
@@ -184,8 +197,29 @@ bool runDigestion(Digestion& sha, unsigned char* buffer, ULONG size) {
 ByteVector decryptBuffer(unsigned char* buffer, int bufferSize, unsigned char* iv, int ivSize,
                          unsigned char* key, int keySize) {
   ByteVector result;
-  if (runDecryption(result, buffer, bufferSize, iv, ivSize, key, keySize))
+  const auto makeRoom = [&](ULONG size) {
+    result.resize(size);
+    return result.data();
+  };
+  const Bytes cipher{buffer, static_cast<ULONG>(bufferSize)};
+  if (runDecryption(makeRoom, cipher, {iv, ivSize, key, keySize})) removeTrailingBytes(result);
+  return result;
+}
+
+ByteVector decryptBuffer(ByteVector buffer, unsigned char* iv, int ivSize, unsigned char* key,
+                         int keySize) {
+  ByteVector result;
+  const auto sameMemory = [&](ULONG size) {
+    result = std::move(buffer);
+    result.resize(size);  // to no more than there was: CBC alone adds nothing
+    return result.data();
+  };
+  const Bytes cipher{buffer.data(), static_cast<ULONG>(buffer.size())};
+  if (runDecryption(sameMemory, cipher, {iv, ivSize, key, keySize})) {
     removeTrailingBytes(result);
+  } else {
+    std::fill(result.begin(), result.end(), static_cast<unsigned char>(0));  // partly ciphertext
+  }
   return result;
 }
 
@@ -201,8 +235,7 @@ ByteVector decryptFile(const char* fileName, unsigned char* iv, int ivSize, unsi
   std::transform(
       effectiveKey.begin(), effectiveKey.end(), keyMask, effectiveKey.begin(),
       [](int keyByte, int maskByte) { return static_cast<unsigned char>(keyByte ^ maskByte); });
-  return decryptBuffer(bytes.data(), static_cast<int>(size), iv, ivSize, effectiveKey.data(),
-                       keySize);
+  return decryptBuffer(std::move(bytes), iv, ivSize, effectiveKey.data(), keySize);
 }
 
 ByteVector hashBuffer(unsigned char* buffer, int bufferSize) {

@@ -48,8 +48,4 @@ class ByteAllocator {
 /// A growable contiguous sequence of bytes. As the result of an operation, empty means no result.
 using ByteVector = std::vector<unsigned char, ByteAllocator<unsigned char>>;
 
-/// Gives the memory of a large vector that holds no element back to the system. It stays part of
-/// the capacity, and comes back zero when it is used again.
-OMBREL_API void releaseUnused(ByteVector& bytes) noexcept;
-
 }  // namespace OMB

@@ -24,6 +24,12 @@ namespace OMB::Crypto {
                                                   unsigned char* iv, int ivSize, unsigned char* key,
                                                   int keySize);
 
+/// The same for a vector that it takes over: the plaintext comes back in the memory of the
+/// ciphertext, so that hundreds of megabytes do not stand in memory twice. After a decryption that
+/// fails with all prepared, the bytes are zero.
+[[nodiscard]] OMBREL_API ByteVector decryptBuffer(ByteVector buffer, unsigned char* iv, int ivSize,
+                                                  unsigned char* key, int keySize);
+
 /// Reads and decrypts a whole file of less than 2 GiB as decryptBuffer does. The AES key is `key`
 /// XOR `keyMask`, both of `keySize` bytes. With null `key` the file's bytes are returned as they
 /// are, and none of the other arguments is looked at.

@@ -1,6 +1,8 @@
 #include "platform/pages.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <ctime>
 #include <sys/mman.h>
 
 namespace OMB {
@@ -16,6 +18,29 @@ constexpr std::size_t kPage = 4096;
 
 std::size_t wholePages(std::size_t size) noexcept {
   return (size + kPage - 1) & ~(kPage - 1);
+}
+
+// Of this thread: what others do meanwhile does not count.
+std::int64_t nanosecondsSpent() noexcept {
+  timespec time = {};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+  return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
+}
+
+// Takes huge pages as long as they pay, and leaves the rest to small ones. They do not pay on a
+// virtual machine whose host has taken its free memory back: each that the host has to find anew
+// costs many times as much as small pages, which come from memory that is in use.
+void takeHugePages(char* block, std::size_t length) noexcept {
+  constexpr std::int64_t kTooLong = 1'000'000;  // small pages take half of it, nowhere much more
+  int tooLong = 0;
+  madvise(block, length, MADV_HUGEPAGE);  // a system without them serves small pages
+  for (std::size_t taken = 0; taken < length && tooLong < 2;) {
+    const std::int64_t start = nanosecondsSpent();
+    static_cast<volatile char*>(block)[taken] = 0;
+    tooLong += nanosecondsSpent() - start > kTooLong;
+    taken += std::min(kHugePage, length - taken);
+    if (tooLong == 2) madvise(block + taken, length - taken, MADV_NOHUGEPAGE);
+  }
 }
 
 }  // namespace
@@ -34,20 +59,12 @@ void* allocatePages(std::size_t size) noexcept {
   char* const block = first + skip;
   unmap(first, block);
   unmap(block + length, first + mapped);
-  madvise(block, length, MADV_HUGEPAGE);  // a system without them serves small pages
+  takeHugePages(block, length);
   return block;
 }
 
 void releasePages(void* block, std::size_t size) noexcept {
   munmap(block, wholePages(size));
-}
-
-void discardPages(void* part, std::size_t size) noexcept {
-  const auto address = reinterpret_cast<std::uintptr_t>(part);
-  const std::size_t first = wholePages(address);
-  const std::size_t last = (address + size) & ~(kPage - 1);
-  if (first < last)
-    madvise(static_cast<char*>(part) + (first - address), last - first, MADV_DONTNEED);
 }
 
 }  // namespace OMB

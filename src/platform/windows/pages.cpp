@@ -13,7 +13,4 @@ void releasePages(void* block, std::size_t /*size*/) noexcept {
   VirtualFree(block, 0, MEM_RELEASE);
 }
 
-// The part is zero already. A page that is given back could not be had again for certain.
-void discardPages(void* /*part*/, std::size_t /*size*/) noexcept {}
-
 }  // namespace OMB
