@@ -38,9 +38,10 @@ inline std::pair<double, double> medianInterval(std::vector<double> values) {
   return {values[low], values[std::min(middle + spread, values.size() - 1)]};
 }
 
-/// Runs `ours` and `peer` alternately for as long as the benchmark asks. Reports as counters the
-/// median seconds of each and the median of the ratios of neighbours, ours to the peer's.
-void measurePair(benchmark::State& state, const auto& ours, const auto& peer) {
+/// Runs `ours` and `peer` alternately for as long as the benchmark asks, each after a `before` that
+/// does not count. Reports as counters the median seconds of each and the median of the ratios of
+/// neighbours, ours to the peer's.
+void measurePair(benchmark::State& state, const auto& ours, const auto& peer, const auto& before) {
   ours();  // neither pays for what only a first call does
   peer();
   std::vector<double> oursSeconds;
@@ -50,7 +51,9 @@ void measurePair(benchmark::State& state, const auto& ours, const auto& peer) {
   for (auto iteration : state) {
     (void)iteration;
     oursFirst = !oursFirst;
+    before();
     double first = oursFirst ? secondsOf(ours) : secondsOf(peer);
+    before();
     double second = oursFirst ? secondsOf(peer) : secondsOf(ours);
     if (!oursFirst) std::swap(first, second);
     oursSeconds.push_back(first);
@@ -64,6 +67,10 @@ void measurePair(benchmark::State& state, const auto& ours, const auto& peer) {
   state.counters["ratio"] = median(ratios);
   state.counters["ratio_low"] = low;
   state.counters["ratio_high"] = high;
+}
+
+void measurePair(benchmark::State& state, const auto& ours, const auto& peer) {
+  measurePair(state, ours, peer, [] {});
 }
 
 /// The least that the machine needs for the part of the work that can't be left out, as a third

@@ -11,8 +11,9 @@
 namespace OMB {
 
 /// Zero-filled memory for `size` bytes, aligned for any type. Large blocks come straight from the
-/// system in huge pages, already zero, since page faults cost more than anything done with such a
-/// block. Throws std::bad_alloc. Release with releaseBytes and the same size.
+/// system, already zero and in huge pages while those pay, since page faults cost more than
+/// anything done with such a block. Throws std::bad_alloc. Release with releaseBytes and the same
+/// size.
 OMBREL_API void* allocateBytes(std::size_t size);
 
 /// Releases a block of allocateBytes. A null block is fine.
