@@ -1,10 +1,14 @@
 // Single failures on the roads from Create to Run and from PluginManager::Load to a plug-in: of an
-// allocation, of the engine, of a file that changes under the reader's hands.
+// allocation, of the engine, of a file that changes under the reader's hands, of huge pages to be
+// worth their price.
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <ctime>
 #include <dlfcn.h>
 #include <filesystem>
 #include <memory>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -30,6 +34,13 @@ struct FileScript {
 };
 FileScript files;
 
+/// What taking memory from the system costs.
+struct PageScript {
+  long nanoseconds = 0;   // of the thread's time, whenever it is read; 0 for its real time
+  std::size_t small = 0;  // bytes that were left to small pages
+};
+PageScript pages;
+
 }  // namespace
 
 namespace OMB {
@@ -52,6 +63,20 @@ extern "C" __attribute__((visibility("default"))) ssize_t read(int file, void* t
     if (size == 0) return errno = EIO, -1;
   }
   return syscall(SYS_read, file, to, size);
+}
+
+extern "C" int __real_clock_gettime(clockid_t clock, timespec* time);
+extern "C" int __wrap_clock_gettime(clockid_t clock, timespec* time) {
+  if (pages.nanoseconds == 0) return __real_clock_gettime(clock, time);
+  static long now = 0;
+  now += pages.nanoseconds;
+  *time = {now / 1'000'000'000, now % 1'000'000'000};
+  return 0;
+}
+extern "C" int __real_madvise(void* address, size_t size, int advice);
+extern "C" int __wrap_madvise(void* address, size_t size, int advice) {
+  if (advice == MADV_NOHUGEPAGE) pages.small += size;
+  return __real_madvise(address, size, advice);
 }
 
 namespace OMB {
@@ -180,6 +205,17 @@ TEST_F(Fault, OfAFileBetweenItsSizeAndItsBytes) {
     // The disk stays broken.
     EXPECT_EQ(engine.weights, c.change == "disk" ? std::string(10, '\0') : "wwwwwwwwww");
   }
+}
+
+TEST_F(Fault, OfHugePagesToPayOffLeavesTheRestToSmallOnes) {
+  constexpr std::size_t size = 11 << 20, taken = 4 << 20;
+  for (const long nanoseconds : {999'999L, 1'000'001L}) {
+    pages = {.nanoseconds = nanoseconds};
+    const ByteVector bytes(size);
+    EXPECT_EQ(pages.small, nanoseconds > 1'000'000 ? size - taken : 0);
+    EXPECT_EQ(std::count(bytes.begin(), bytes.end(), 0), static_cast<std::ptrdiff_t>(size));
+  }
+  pages = {};
 }
 
 // What was not read is refused.
