@@ -9,6 +9,8 @@
 #if defined(_WIN32)
 #include <fcntl.h>
 #include <io.h>
+#else
+#include <sys/stat.h>
 #endif
 
 #include <gmock/gmock.h>
@@ -47,6 +49,11 @@ TEST(FileUtils, SizeIsTheSameInAllForms) {
     EXPECT_EQ(Utility::fileSize(wide), size) << name;
     EXPECT_EQ(Utility::fileSize(wide.c_str()), size) << name;
   }
+#if !defined(_WIN32)
+  const std::string pipe = folder / "pipe";  // nobody will ever write to it
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  EXPECT_EQ(Utility::fileSize(pipe), -1);
+#endif
 }
 
 TEST(FileUtils, ReadsWhatTheFileHasAndLeavesTheRest) {

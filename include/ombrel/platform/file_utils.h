@@ -11,8 +11,8 @@
 /// printed.
 namespace OMB::Utility {
 
-/// Size of the file in bytes; -1 if it cannot be opened for reading, as a folder cannot. Other
-/// readers and writers are not locked out. The pointer forms throw nothing.
+/// Size of the file in bytes; -1 if it cannot be opened for reading, as a folder cannot, or has no
+/// size, as a pipe. Other readers and writers are not locked out. The pointer forms throw nothing.
 [[nodiscard]] OMBREL_API std::int64_t fileSize(const char* fileName);
 [[nodiscard]] OMBREL_API std::int64_t fileSize(const wchar_t* fileName);
 [[nodiscard]] OMBREL_API std::int64_t fileSize(std::string fileName);

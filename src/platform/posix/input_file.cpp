@@ -7,17 +7,20 @@
 namespace OMB {
 namespace {
 
-bool isFolder(const char* fileName) {
+// What the system would open all the same: a folder, which has an absurd size, and at its end a
+// pipe, which has none, and whose opening waits for somebody to write.
+bool isRefused(const char* fileName, std::ios::openmode mode) {
   struct stat status = {};
-  return stat(fileName, &status) == 0 && S_ISDIR(status.st_mode);
+  if (stat(fileName, &status) != 0) return false;
+  return S_ISDIR(status.st_mode) || (S_ISFIFO(status.st_mode) && (mode & std::ios::ate) != 0);
 }
 
 }  // namespace
 
 std::ifstream openForReading(const char* fileName, std::ios::openmode mode) {
   std::ifstream stream;
-  if (isFolder(fileName)) {
-    stream.setstate(std::ios::failbit);  // the system would open it, and report an absurd size
+  if (isRefused(fileName, mode)) {
+    stream.setstate(std::ios::failbit);
   } else {
     stream.open(fileName, std::ios::in | std::ios::binary | mode);
   }
