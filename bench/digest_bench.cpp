@@ -70,7 +70,7 @@ void registerCheck(const LargeLibrary& library) {
                                      });
                                })
       ->UseManualTime()
-      ->Iterations(15);
+      ->Iterations(25);
 }
 
 int main(std::vector<char*> arguments) {
