@@ -1,8 +1,9 @@
 """Turns what the benchmarks wrote into one table: python scripts/bench_report.py FOLDER [--json FILE] [--plot FILE]
 
 Fails (exit status 1) when a figure was not met. What is asked to be equal cannot be told from it by less than the
-measurement resolves: such a figure is missed when all of the interval of the median's ratio lies beyond it. Times of conversions are processor time, since what else runs on the
-machine must not count; all else is the median of pairs measured in turns.
+measurement resolves: such a figure is missed when all of the interval of the median's ratio lies beyond it. Times of
+conversions are processor time, since what else runs on the machine must not count; all else is the median of pairs
+measured in turns.
 """
 import argparse
 import json
