@@ -24,6 +24,7 @@
 #include "engine/executable_network_impl.h"
 #include "image_file.h"
 #include "paired.h"
+#include "program.h"
 #include "runner_input.h"
 #include "workspace.h"
 
@@ -41,20 +42,19 @@ ov::InferRequest requestIn(const std::string& base, const std::string& precision
 
 // A core takes a name for a plug-in once only, so the peer makes a core each time as a runner does.
 void registerRunnerConstruction(const Workspace& files, const std::string& classifier) {
-  benchmark::RegisterBenchmark(
-      "create_runner/classifier/compile_model",
-      [&files, classifier](benchmark::State& state) {
-        const auto model = create(classifier, false, files.dataPath());
-        ov::Core reader;
-        const auto network = reader.read_model(classifier + ".xml", classifier + ".bin");
-        measurePair(
-            state, [&] { std::unique_ptr<INNRunner>(model->CreateRunner()); },
-            [&] {
-              ov::Core core(files.base("plugins.xml"));
-              core.register_plugin("openvino_intel_cpu_plugin", "OMBREL_CPU");
-              core.compile_model(network, "OMBREL_CPU", ov::inference_num_threads(1));
-            });
-      })
+  const auto measure = [=, &files](benchmark::State& state) {
+    const auto model = create(classifier, false, files.dataPath());
+    ov::Core reader;
+    const auto network = reader.read_model(classifier + ".xml", classifier + ".bin");
+    measurePair(
+        state, [&] { std::unique_ptr<INNRunner>(model->CreateRunner()); },
+        [&] {
+          ov::Core core(files.base("plugins.xml"));
+          core.register_plugin("openvino_intel_cpu_plugin", "OMBREL_CPU");
+          core.compile_model(network, "OMBREL_CPU", ov::inference_num_threads(1));
+        });
+  };
+  benchmark::RegisterBenchmark("create_runner/classifier/compile_model", measure)
       ->UseManualTime()
       ->Iterations(25);
 }
@@ -91,25 +91,24 @@ void fill(void* memory, std::size_t count) {
 // `batch` runs are one measurement: a single run of a tiny network is too short for the clock.
 void registerFilledRun(const Workspace& files, const std::string& base, const char* name, int batch,
                        int iterations) {
-  benchmark::RegisterBenchmark((std::string("run_filled/") + name + "/bare_infer").c_str(),
-                               [=, &files](benchmark::State& state) {
-                                 OursAndBare both(files, base);
-                                 ov::Tensor input = both.bare.get_input_tensor();
-                                 fill(both.runner->GetInputBuffer(), input.get_size());
-                                 fill(input.data(), input.get_size());
-                                 NNData image = both.filled();
-                                 measurePair(
-                                     state,
-                                     [&] {
-                                       for (int i = 0; i < batch; ++i)
-                                         benchmark::DoNotOptimize(both.runner->Run(&image));
-                                     },
-                                     [&] {
-                                       for (int i = 0; i < batch; ++i) both.bare.infer();
-                                     });
-                                 state.counters["ours_s"].value /= batch;
-                                 state.counters["peer_s"].value /= batch;
-                               })
+  const auto measure = [=, &files](benchmark::State& state) {
+    OursAndBare both(files, base);
+    ov::Tensor input = both.bare.get_input_tensor();
+    fill(both.runner->GetInputBuffer(), input.get_size());
+    fill(input.data(), input.get_size());
+    NNData image = both.filled();
+    measurePair(
+        state,
+        [&] {
+          for (int i = 0; i < batch; ++i) benchmark::DoNotOptimize(both.runner->Run(&image));
+        },
+        [&] {
+          for (int i = 0; i < batch; ++i) both.bare.infer();
+        });
+    state.counters["ours_s"].value /= batch;
+    state.counters["peer_s"].value /= batch;
+  };
+  benchmark::RegisterBenchmark((std::string("run_filled/") + name + "/bare_infer").c_str(), measure)
       ->UseManualTime()
       ->Iterations(iterations);
 }
@@ -179,52 +178,47 @@ double largestDifference(ov::InferRequest& one, ov::InferRequest& other, const s
 // What the engine's own choice of a precision gains and costs: no claim of ours, but a choice of
 // the build.
 void registerPrecision(const std::string& demo) {
-  benchmark::RegisterBenchmark("precision/classifier/f32",
-                               [=](benchmark::State& state) {
-                                 ov::InferRequest own = requestIn(demo + "/classifier", "");
-                                 ov::InferRequest single = requestIn(demo + "/classifier", "f32");
-                                 state.counters["largest_difference"] =
-                                     largestDifference(own, single, demo);
-                                 measurePair(
-                                     state, [&] { own.infer(); }, [&] { single.infer(); });
-                               })
+  const auto measure = [=](benchmark::State& state) {
+    ov::InferRequest own = requestIn(demo + "/classifier", "");
+    ov::InferRequest single = requestIn(demo + "/classifier", "f32");
+    state.counters["largest_difference"] = largestDifference(own, single, demo);
+    measurePair(
+        state, [&] { own.infer(); }, [&] { single.infer(); });
+  };
+  benchmark::RegisterBenchmark("precision/classifier/f32", measure)
       ->UseManualTime()
       ->Iterations(100);
 }
 
-// Lets `count` threads each work through its share, and returns when all have.
-void inThreads(int count, const std::function<void(int)>& work) {
-  std::vector<std::thread> threads;
-  for (int i = 0; i < count; ++i) threads.emplace_back(work, i);
-  for (std::thread& thread : threads) thread.join();
+// Does the work with each in a thread of its own, and returns when all is done.
+void inThreads(std::vector<OursAndBare>& all, const std::function<void(OursAndBare&)>& work) {
+  std::vector<std::jthread> threads;
+  for (OursAndBare& each : all) threads.emplace_back(work, std::ref(each));
 }
 
 void registerThreads(const Workspace& files, const std::string& classifier, int count) {
+  const auto measure = [=, &files](benchmark::State& state) {
+    constexpr int runs = 16;
+    std::vector<OursAndBare> all;
+    for (int i = 0; i < count; ++i) all.emplace_back(files, classifier);
+    measurePair(
+        state,
+        [&] {
+          inThreads(all, [](OursAndBare& each) {
+            NNData image = each.filled();
+            for (int run = 0; run < runs; ++run) each.runner->Run(&image);
+          });
+        },
+        [&] {
+          inThreads(all, [](OursAndBare& each) {
+            for (int run = 0; run < runs; ++run) each.bare.infer();
+          });
+        });
+    state.counters["ours_s"].value /= runs * count;
+    state.counters["peer_s"].value /= runs * count;
+  };
   const std::string name = "throughput/" + std::to_string(count) + "_runners/bare_requests";
-  benchmark::RegisterBenchmark(name.c_str(),
-                               [=, &files](benchmark::State& state) {
-                                 constexpr int runs = 16;
-                                 std::vector<OursAndBare> all;
-                                 for (int i = 0; i < count; ++i)
-                                   all.emplace_back(files, classifier);
-                                 measurePair(
-                                     state,
-                                     [&] {
-                                       inThreads(count, [&](int i) {
-                                         NNData image = all[static_cast<std::size_t>(i)].filled();
-                                         for (int run = 0; run < runs; ++run)
-                                           all[static_cast<std::size_t>(i)].runner->Run(&image);
-                                       });
-                                     },
-                                     [&] {
-                                       inThreads(count, [&](int i) {
-                                         for (int run = 0; run < runs; ++run)
-                                           all[static_cast<std::size_t>(i)].bare.infer();
-                                       });
-                                     });
-                                 state.counters["ours_s"].value /= runs * count;
-                                 state.counters["peer_s"].value /= runs * count;
-                               })
+  benchmark::RegisterBenchmark(name.c_str(), measure)
       ->UseManualTime()
       ->Iterations(count > 2 ? 15 : 31);
 }

@@ -15,6 +15,8 @@
 
 #include "ombrel/image/transform_image.h"
 
+#include "program.h"
+
 namespace {
 
 using OMB::ImageUtils::EFormat;
@@ -227,12 +229,10 @@ void registerAll() {
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  cv::setNumThreads(1);  // one thread on both sides
-  registerAll();
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  return 0;
+int main(int count, char** arguments) {
+  return OMB::bench::guarded(count, arguments, [](std::vector<char*> all) {
+    cv::setNumThreads(1);  // one thread on both sides
+    registerAll();
+    return OMB::bench::runBenchmarks(std::move(all));
+  });
 }

@@ -14,6 +14,7 @@
 #include "ombrel/plugin/hash_checker.h"
 
 #include "paired.h"
+#include "program.h"
 
 namespace OMB::bench {
 namespace {
@@ -52,23 +53,20 @@ Repository<Dependency> dependencyOn(const fs::path& file) {
 }
 
 void registerCheck(const LargeLibrary& library) {
-  benchmark::RegisterBenchmark("check/256MiB_library/openssl_dgst",
-                               [&library](benchmark::State& state) {
-                                 const Repository<Dependency> list = dependencyOn(library.path);
-                                 const HashChecker checker;
-                                 const std::string command = "openssl dgst -sha256 " +
-                                                             library.path.string() + " >/dev/null";
-                                 measurePair(
-                                     state,
-                                     [&] {
-                                       if (checker.Check(list, ".") != PLUGIN_OK)
-                                         throw std::runtime_error("the library was refused");
-                                     },
-                                     [&] {
-                                       if (std::system(command.c_str()) != 0)
-                                         throw std::runtime_error("openssl failed");
-                                     });
-                               })
+  const auto measure = [&library](benchmark::State& state) {
+    const Repository<Dependency> list = dependencyOn(library.path);
+    const std::string command = "openssl dgst -sha256 " + library.path.string() + " >/dev/null";
+    measurePair(
+        state,
+        [&] {
+          if (HashChecker().Check(list, ".") != PLUGIN_OK)
+            throw std::runtime_error("the library was refused");
+        },
+        [&] {
+          if (std::system(command.c_str()) != 0) throw std::runtime_error("openssl failed");
+        });
+  };
+  benchmark::RegisterBenchmark("check/256MiB_library/openssl_dgst", measure)
       ->UseManualTime()
       ->Iterations(25);
 }

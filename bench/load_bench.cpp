@@ -4,7 +4,6 @@
 //   load_bench --once ours|straight clear|sealed BASE   loads once
 #include <cstdint>
 #include <fstream>
-#include <iostream>
 #include <memory>
 #include <random>
 #include <string>
@@ -23,6 +22,7 @@
 #include "build_constants.h"
 #include "files.h"
 #include "paired.h"
+#include "program.h"
 #include "seal_command.h"
 #include "workspace.h"
 

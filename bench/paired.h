@@ -5,8 +5,6 @@
 #include <chrono>
 #include <cmath>
 #include <cstddef>
-#include <exception>
-#include <iostream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -83,24 +81,6 @@ void measureLimit(benchmark::State& state, const auto& call) {
   std::vector<double> seconds;
   for (int i = 0; i < 5; ++i) seconds.push_back(secondsOf(call));
   state.counters["limit_s"] = median(seconds);
-}
-
-/// Runs what is registered, as the arguments ask.
-inline int runBenchmarks(std::vector<char*> arguments) {
-  int count = static_cast<int>(arguments.size());
-  benchmark::Initialize(&count, arguments.data());
-  benchmark::RunSpecifiedBenchmarks();
-  return 0;
-}
-
-/// The exit status that `program` gives for the arguments, or 1 with the text of what it throws.
-int guarded(int count, char** arguments, const auto& program) {
-  try {
-    return program({arguments, arguments + count});
-  } catch (const std::exception& failure) {
-    std::cerr << arguments[0] << ": " << failure.what() << '\n';
-    return 1;
-  }
 }
 
 }  // namespace OMB::bench

@@ -35,18 +35,13 @@ class Workspace {
   fs::path folder = fs::temp_directory_path() / ("ombrel-bench-" + std::to_string(getpid()));
 };
 
-inline ModelParams params(const std::string& base, unsigned char* key,
-                          const std::string& dataPath) {
-  Config config;
-  config.SetDataPath(dataPath);
-  return {base.c_str(), key, 16, config};
-}
-
 inline std::unique_ptr<INNModel> create(const std::string& base, bool sealed,
                                         const std::string& dataPath) {
+  Config config;
+  config.SetDataPath(dataPath);
   unsigned char key[16];
   std::memcpy(key, kKey, sizeof(key));
-  std::unique_ptr<INNModel> model(Create(params(base, sealed ? key : nullptr, dataPath)));
+  std::unique_ptr<INNModel> model(Create({base.c_str(), sealed ? key : nullptr, 16, config}));
   if (!model->IsLoaded()) throw std::runtime_error(base + " did not load");
   return model;
 }

@@ -13,8 +13,7 @@ void OMB::fuzz::run(Input input) {
   std::vector<HashRange> hashes;
   bool matched = false;
   for (int i = 0; i < ranges; ++i) {
-    // Near the edges of the file, right and of about the right length more often than chance has
-    // it.
+    // Near the edges of the file, right and of about the right length more often than by chance.
     const auto kind = input.take<std::uint8_t>();
     const auto offset = kind & 1 ? input.take<std::uint32_t>() : input.take<std::uint8_t>();
     const auto length = kind & 2 ? input.take<std::uint32_t>() : size - offset;

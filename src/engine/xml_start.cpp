@@ -41,9 +41,11 @@ bool takeVersion(Front& front) {
   front.takeAll(blanks);
   if (!front.take("=")) return false;
   front.takeAll(blanks);
-  const std::string_view quote = front.take("\"") ? "\"" : "'";
-  if (quote == "'" && !front.take(quote)) return false;
-  return front.take("1.") && front.takeAll("0123456789") && front.take(quote);
+  for (const std::string_view quote : {"\"", "'"}) {
+    if (!front.take(quote)) continue;
+    return front.take("1.") && front.takeAll("0123456789") && front.take(quote);
+  }
+  return false;
 }
 
 }  // namespace

@@ -9,9 +9,7 @@
 namespace OMB::Utility {
 namespace {
 
-// A stream needs memory to be opened; a file for which there is none cannot be opened, as any
-// other.
-
+// A stream needs memory; a file for which there is none cannot be opened, here and below.
 template <typename Character>
 std::int64_t sizeOf(const Character* fileName) {
   try {

@@ -30,10 +30,10 @@ std::int64_t nanosecondsSpent() noexcept {
 // Takes huge pages until they have cost as much as small ones would for all of the block, and
 // leaves the rest to those. On a virtual machine whose host takes free memory back, a huge page
 // that the host has to find anew costs many times as much as small ones, which come from memory in
-// use. So no block costs more than twice what it has to, and what was paid for is there for the
+// use. So a block costs about twice what it has to at worst, and what was paid for is there for the
 // next one.
 void takeHugePages(char* block, std::size_t length) noexcept {
-  constexpr std::int64_t kSmallPages = 700'000;  // nanoseconds, for as much as a huge page has
+  constexpr std::int64_t kSmallPages = 700'000;  // nanoseconds for 2 MiB, roughly
   std::int64_t left = static_cast<std::int64_t>(length / kHugePage + 1) * kSmallPages;
   madvise(block, length, MADV_HUGEPAGE);  // a system without them serves small pages
   for (std::size_t taken = 0; taken < length;) {
