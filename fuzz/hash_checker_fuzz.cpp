@@ -4,7 +4,6 @@
 
 #include "fuzz_input.h"
 #include "loader_script.h"
-#include "platform/text.h"
 
 void OMB::fuzz::run(Input input) {
   const int ranges = input.take<std::uint8_t>() % 5;
@@ -26,7 +25,7 @@ void OMB::fuzz::run(Input input) {
         inside && digest.size() >= 32 && std::equal(right.begin(), right.end(), digest.begin());
     hashes.emplace_back(digest, offset, length);
   }
-  loaderScript() = {.results = {{L"any.so", 0}}, .modulePath = to_wide(fileOf(file))};
+  loaderScript() = {.results = {{"any.so", 0}}, .modulePath = fileOf(file)};
   Repository<Dependency> dependencies;
   dependencies.Add(Dependency("any", hashes));
   REQUIRE(HashChecker().Check(dependencies, "somewhere") == (file.empty() ? DEPENDENCY_READ_FAILED

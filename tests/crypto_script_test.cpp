@@ -1,169 +1,143 @@
-// Crypto over a scripted platform: every step is made to fail alone, and what is printed, returned
-// and released, and in which order, is compared. What the calls are given shows over the real one.
-#include <cstdlib>
+// Crypto over a scripted system: every step is made to fail alone, and what is done, printed and
+// returned is compared. What the steps are given shows over the real one.
+#include <algorithm>
 #include <cstring>
-#include <map>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "ombrel/platform/crypto.h"
 
-#include "scripted_call.h"
 #include "support.h"
+#include "system/cipher.h"
+#include "system/digest.h"
 
 namespace {
 
-// What the platform was asked for, in order, and which of it is to fail.
-struct Script {
-  std::string failing;                        // an event, or nothing
-  std::string events;                         // each with a space behind
-  std::map<std::string, char> handles;        // at these addresses
-  std::map<const void*, std::string> blocks;  // of the heap, by their roles
-};
-Script script;
+std::string failing;  // the step that fails, or nothing
+std::string events;   // the steps so far, each with a blank behind
 
-NTSTATUS record(const std::string& event) {
-  script.events += event + " ";
-  return event == script.failing ? static_cast<NTSTATUS>(0xC0DE0001) : 0;
-}
-
-NTSTATUS give(const std::string& name, const std::string& event, void** handle) {
-  const NTSTATUS status = record(event);
-  if (status >= 0) *handle = &script.handles[name];
-  return status;
-}
-
-NTSTATUS takeBack(const std::string& name, void* handle, const std::string& event) {
-  EXPECT_EQ(handle, &script.handles[name]);
-  return record(event);
-}
-
-std::string narrow(const wchar_t* text) {
-  return {text, text + std::wcslen(text)};
+OMB::system::Status record(const std::string& step) {
+  events += step + " ";
+  return step == failing ? static_cast<OMB::system::Status>(0xC0DE0001) : 0;
 }
 
 }  // namespace
 
-NTSTATUS BCryptOpenAlgorithmProvider(BCRYPT_ALG_HANDLE* algorithm, const wchar_t* name,
-                                     const wchar_t*, ULONG) {
-  return give("provider", "OpenAlgorithmProvider:" + narrow(name), algorithm);
+namespace OMB::system {
+
+struct Cipher::Parts {};
+Cipher::Cipher() noexcept = default;
+Cipher::~Cipher() {
+  record("end");
 }
-NTSTATUS BCryptCloseAlgorithmProvider(BCRYPT_ALG_HANDLE algorithm, ULONG) {
-  return takeBack("provider", algorithm, "CloseAlgorithmProvider");
+Status Cipher::open() {
+  return record("OpenAlgorithmProvider");
 }
-NTSTATUS BCryptGetProperty(BCRYPT_HANDLE, const wchar_t* property, PUCHAR value, ULONG, ULONG*,
-                           ULONG) {
-  const std::string name = narrow(property);
-  const NTSTATUS status = record("GetProperty:" + name);
-  const DWORD length = name == "ObjectLength" ? 100 : name == "BlockLength" ? 16 : 32;
-  if (status >= 0) std::memcpy(value, &length, sizeof(length));
-  return status;
+Status Cipher::getObjectLength() {
+  return record("GetProperty:object");
 }
-NTSTATUS BCryptSetProperty(BCRYPT_HANDLE, const wchar_t* property, PUCHAR, ULONG, ULONG) {
-  return record("SetProperty:" + narrow(property));
+bool Cipher::allocateObject() {
+  return record("allocate:object") == 0;
 }
-NTSTATUS BCryptGenerateSymmetricKey(BCRYPT_ALG_HANDLE, BCRYPT_KEY_HANDLE* key, PUCHAR object, ULONG,
-                                    PUCHAR, ULONG, ULONG) {
-  EXPECT_EQ(script.blocks[object], "object");
-  return give("key", "GenerateSymmetricKey", key);
+Status Cipher::getBlockLength(std::uint32_t& length) {
+  length = 16;
+  return record("GetProperty:block");
 }
-NTSTATUS BCryptDecrypt(BCRYPT_KEY_HANDLE key, PUCHAR input, ULONG inputSize, void*, PUCHAR iv,
-                       ULONG, PUCHAR output, ULONG, ULONG* resultSize, ULONG) {
-  EXPECT_EQ(script.blocks[iv], "iv");
-  *resultSize = inputSize;
-  if (output == nullptr) return takeBack("key", key, "Decrypt:size");
-  std::memcpy(output, input, inputSize);
-  return takeBack("key", key, "Decrypt");
+bool Cipher::copyIv(const unsigned char* /*iv*/) {
+  return record("allocate:iv") == 0;
 }
-NTSTATUS BCryptDestroyKey(BCRYPT_KEY_HANDLE key) {
-  return takeBack("key", key, "DestroyKey");
+Status Cipher::setChainingMode() {
+  return record("SetProperty");
 }
-NTSTATUS BCryptCreateHash(BCRYPT_ALG_HANDLE, BCRYPT_HASH_HANDLE* hash, PUCHAR object, ULONG, PUCHAR,
-                          ULONG, ULONG) {
-  EXPECT_EQ(script.blocks[object], "object");
-  return give("hash", "CreateHash", hash);
+Status Cipher::generateKey(const unsigned char* /*key*/, std::uint32_t /*size*/) {
+  return record("GenerateSymmetricKey");
 }
-NTSTATUS BCryptHashData(BCRYPT_HASH_HANDLE, PUCHAR, ULONG, ULONG) {
+Status Cipher::decrypt(const unsigned char* input, std::uint32_t size, unsigned char* output,
+                       std::uint32_t outputSize, std::uint32_t& resultSize) {
+  resultSize = size;
+  if (output == nullptr) return record("Decrypt:size");
+  EXPECT_EQ(outputSize, size);
+  std::memmove(output, input, size);
+  return record("Decrypt");
+}
+
+struct Digest::Parts {
+  unsigned char value[32];
+};
+Digest::Digest() noexcept = default;
+Digest::~Digest() {
+  record("end");
+}
+Status Digest::open() {
+  return record("OpenAlgorithmProvider");
+}
+Status Digest::getObjectLength() {
+  return record("GetProperty:object");
+}
+bool Digest::allocateObject() {
+  return record("allocate:object") == 0;
+}
+Status Digest::getDigestLength(std::uint32_t& length) {
+  length = 32;
+  return record("GetProperty:digest");
+}
+bool Digest::allocateDigest() {
+  return record("allocate:digest") == 0;
+}
+Status Digest::create() {
+  return record("CreateHash");
+}
+Status Digest::add(const unsigned char* /*input*/, std::uint32_t /*size*/) {
   return record("HashData");
 }
-NTSTATUS BCryptFinishHash(BCRYPT_HASH_HANDLE, PUCHAR output, ULONG size, ULONG) {
-  EXPECT_EQ(script.blocks[output], "digest");
-  std::memset(output, 'd', size);
+Status Digest::finish() {
+  parts = std::make_unique<Parts>();
+  std::ranges::fill(parts->value, static_cast<unsigned char>('d'));
   return record("FinishHash");
 }
-NTSTATUS BCryptDestroyHash(BCRYPT_HASH_HANDLE hash) {
-  return takeBack("hash", hash, "DestroyHash");
+const unsigned char* Digest::value() const noexcept {
+  return parts->value;
 }
-SCRIPTED_CALL(HANDLE, GetProcessHeap, ()) {
-  return &script;
-}
-SCRIPTED_CALL(void*, HeapAlloc, (HANDLE heap, DWORD, std::size_t size)) {
-  EXPECT_EQ(heap, &script);
-  const std::string role = size == 100 ? "object" : size == 16 ? "iv" : "digest";
-  if (record("HeapAlloc:" + role) < 0) return nullptr;
-  void* block = std::malloc(size);
-  std::memset(block, 0xA5, size);
-  script.blocks[block] = role;
-  return block;
-}
-SCRIPTED_CALL(BOOL, HeapFree, (HANDLE, DWORD, void* block)) {
-  record("HeapFree:" + script.blocks.at(block));
-  std::free(block);
-  return 1;
-}
+
+}  // namespace OMB::system
 
 namespace OMB {
 namespace {
 
-// What undoes a step, in the order in which it has to happen.
-constexpr std::pair<const char*, const char*> kReleases[] = {
-    {"OpenAlgorithmProvider", "CloseAlgorithmProvider "},
-    {"GenerateSymmetricKey", "DestroyKey "},
-    {"CreateHash", "DestroyHash "},
-    {"HeapAlloc:object", "HeapFree:object "},
-    {"HeapAlloc:iv", "HeapFree:iv "},
-    {"HeapAlloc:digest", "HeapFree:digest "},
-};
-
-std::string messageOf(const std::string& failing) {
-  if (failing.empty()) return "";
-  if (failing.starts_with("Heap")) return "**** memory allocation failed\n";
-  const std::string call = failing.substr(0, failing.find(':'));
-  return "**** Error 0xc0de0001 returned by BCrypt" + call + "\n";
+std::string messageOf(const std::string& step) {
+  if (step.empty()) return "";
+  if (step.starts_with("allocate")) return "**** memory allocation failed\n";
+  return "**** Error 0xc0de0001 returned by BCrypt" + step.substr(0, step.find(':')) + "\n";
 }
 
-// Runs the operation on 32 bytes with one event failing, and compares what is done and printed.
+// Runs the operation on 32 bytes with one step failing, and compares what is done and printed.
 template <typename Operation>
-ByteVector runWith(const std::string& failing, const std::string& events,
-                   const std::string& message, const Operation& operation) {
-  SCOPED_TRACE(failing);
-  script = Script();
-  script.failing = failing;
+ByteVector runWith(const std::string& step, const std::string& done, const std::string& message,
+                   const Operation& operation) {
+  SCOPED_TRACE(step);
+  failing = step;
+  events.clear();
   ByteVector input(32, 'x'), result;
   input.back() = 2;
   const auto printed = test::printedBy([&] { result = operation(input.data()); });
-  EXPECT_EQ(script.events, events);
+  EXPECT_EQ(events, done + "end ");
   EXPECT_EQ(printed.out, message);
   EXPECT_EQ(printed.error, "");
   return result;
 }
 
-// The results with each of the steps failing, and with none.
+// Expects this result of all that succeeds, and after any step but the last that fails an empty
+// one.
 template <typename Operation>
-std::vector<ByteVector> failEach(const std::string& steps, const Operation& operation) {
-  std::vector<ByteVector> results;
-  std::istringstream words(steps + " .");
-  std::string made;
-  for (std::string step; words >> step; made += step + " ") {
-    const std::string failing = step == "." ? "" : step;
-    std::string expected = failing.empty() ? made : made + step + " ";
-    for (const auto& [make, release] : kReleases) {
-      if (made.find(make) != std::string::npos) expected += release;
-    }
-    results.push_back(runWith(failing, expected, messageOf(failing), operation));
+void failEach(const std::vector<std::string>& steps, const ByteVector& afterTheLast,
+              const ByteVector& result, const Operation& operation) {
+  std::string done;
+  for (const std::string& step : steps) {
+    done += step + " ";
+    EXPECT_EQ(runWith(step, done, messageOf(step), operation),
+              &step == &steps.back() ? afterTheLast : ByteVector());
   }
-  return results;
+  EXPECT_EQ(runWith("", done, "", operation), result);
 }
 
 ByteVector decrypt(unsigned char* input, int ivSize) {
@@ -176,34 +150,30 @@ ByteVector decryptInPlace(unsigned char* input) {
   return Crypto::decryptBuffer(ByteVector(input, input + 32), iv, sizeof(iv), key, sizeof(key));
 }
 
-TEST(CryptoScript, DecryptionReleasesInOrderWhateverFails) {
+TEST(CryptoScript, ADecryptionEndsAtTheStepThatFails) {
+  const std::vector<std::string> steps = {
+      "OpenAlgorithmProvider", "GetProperty:object", "allocate:object",
+      "GetProperty:block",     "allocate:iv",        "SetProperty",
+      "GenerateSymmetricKey",  "Decrypt:size",       "Decrypt"};
+  // The last can fail with the whole length already there: its trailing bytes stay on.
+  ByteVector whole(32, 'x');
+  whole.back() = 2;
+  failEach(steps, whole, ByteVector(30, 'x'),
+           [](unsigned char* input) { return decrypt(input, 20); });
+  // Where it would be what is left of the ciphertext, it is zero.
+  failEach(steps, ByteVector(32, 0), ByteVector(30, 'x'), decryptInPlace);
   const std::string start =
-      "OpenAlgorithmProvider:AES GetProperty:ObjectLength HeapAlloc:object "
-      "GetProperty:BlockLength ";
-  std::vector<ByteVector> expected(10);
-  // The last call can fail with the whole length already there: its trailing bytes stay on.
-  expected[8].assign(32, 'x');
-  expected[8].back() = 2;
-  expected[9].assign(30, 'x');
-  const std::string steps = start +
-                            "HeapAlloc:iv SetProperty:ChainingMode GenerateSymmetricKey "
-                            "Decrypt:size Decrypt";
-  EXPECT_EQ(failEach(steps, [](unsigned char* input) { return decrypt(input, 20); }), expected);
-  expected[8].assign(32, 0);  // where it would be what is left of the ciphertext
-  EXPECT_EQ(failEach(steps, decryptInPlace), expected);
-  EXPECT_EQ(runWith("", start + "CloseAlgorithmProvider HeapFree:object ",
-                    "**** block length is longer than the provided IV length\n",
+      "OpenAlgorithmProvider GetProperty:object allocate:object GetProperty:block ";
+  EXPECT_EQ(runWith("", start, "**** block length is longer than the provided IV length\n",
                     [](unsigned char* input) { return decrypt(input, 15); }),
             ByteVector());
 }
 
-TEST(CryptoScript, HashingReleasesInOrderWhateverFails) {
-  std::vector<ByteVector> expected(9);
-  expected.back().assign(32, 'd');
-  EXPECT_EQ(failEach("OpenAlgorithmProvider:SHA256 GetProperty:ObjectLength HeapAlloc:object "
-                     "GetProperty:HashDigestLength HeapAlloc:digest CreateHash HashData FinishHash",
-                     [](unsigned char* input) { return Crypto::hashBuffer(input, 32); }),
-            expected);
+TEST(CryptoScript, ADigestEndsAtTheStepThatFails) {
+  failEach({"OpenAlgorithmProvider", "GetProperty:object", "allocate:object", "GetProperty:digest",
+            "allocate:digest", "CreateHash", "HashData", "FinishHash"},
+           {}, ByteVector(32, 'd'),
+           [](unsigned char* input) { return Crypto::hashBuffer(input, 32); });
 }
 
 }  // namespace

@@ -1,10 +1,7 @@
 // File names of libraries.
 #pragma once
 
-#include "platform/system_calls.h"
-
-/// The end of a library's file name, a literal to stand beside others: "name" SUFFIX, L"name"
-/// SUFFIX.
+/// The end of a library's file name, a literal to stand beside others: "name" SUFFIX.
 #if defined(_WIN32)
 #define SUFFIX ".dll"
 #else

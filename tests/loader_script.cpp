@@ -2,70 +2,78 @@
 
 #include <mutex>
 #include <new>
+#include <optional>
 #include <set>
 
-#include "platform/text.h"
-#include "scripted_call.h"
-
-namespace {
-
-std::mutex scriptMutex;
-std::set<std::wstring> modules;  // a handle is the address of the name that opened it
-
-BOOL answer(DWORD code) {
-  if (code != 0) SetLastError(code);
-  return code == 0;
-}
-
-}  // namespace
+#include "library_suffix.h"
+#include "system/module.h"
+#include "system/search_directory.h"
 
 LoaderScript& loaderScript() {
   static LoaderScript& script = *new LoaderScript;  // the last libraries are closed late
   return script;
 }
 
-SCRIPTED_CALL(HMODULE, LoadLibraryW, (const wchar_t* fileName)) {
+namespace OMB::system {
+namespace {
+
+std::mutex scriptMutex;
+std::set<std::string> modules;  // a module is the address of the name that opened it
+
+Failure close(Module module, const char* how) {
+  const std::lock_guard lock(scriptMutex);
+  loaderScript().calls.push_back("free " + *static_cast<std::string*>(module) + how);
+  return {loaderScript().closeResult, loaderScript().text};
+}
+
+}  // namespace
+
+const char kModuleSuffix[] = SUFFIX;
+
+Opened openModule(const char* name) {
   const std::lock_guard lock(scriptMutex);
   LoaderScript& script = loaderScript();
-  script.calls.push_back("load " + OMB::to_utf8(fileName) + " in " + script.directory);
-  const auto found = script.results.find(fileName);
-  const DWORD result = found == script.results.end() ? ERROR_MOD_NOT_FOUND : found->second;
-  if (result == LoaderScript::throwsBadAlloc) throw std::bad_alloc();
-  if (!answer(result)) return nullptr;
-  return reinterpret_cast<HMODULE>(const_cast<std::wstring*>(&*modules.insert(fileName).first));
+  script.calls.push_back(std::string("load ") + name + " in " + script.directory);
+  const auto found = script.results.find(name);
+  const std::uint32_t result = found == script.results.end() ? kModuleNotFound : found->second;
+  if (result == LoaderScript::kThrowsBadAlloc) throw std::bad_alloc();
+  if (result != 0) return {nullptr, {result, script.text}};
+  return {const_cast<std::string*>(&*modules.insert(name).first)};
 }
 
-SCRIPTED_CALL(FARPROC, GetProcAddress, (HMODULE module, const char* name)) {
-  return std::string(name) == "there" ? reinterpret_cast<FARPROC>(module) : nullptr;
+Failure closeModule(Module module) {
+  return close(module, "");
 }
 
-SCRIPTED_CALL(BOOL, FreeLibrary, (HMODULE module)) {
+Failure closeModuleForGood(Module module) {
+  return close(module, " for good");
+}
+
+void* findSymbol(Module module, const char* name) {
+  return std::string(name) == "there" ? module : nullptr;
+}
+
+std::string moduleFile(Module /*module*/) {
   const std::lock_guard lock(scriptMutex);
-  loaderScript().calls.push_back("free " + OMB::to_utf8(*reinterpret_cast<std::wstring*>(module)));
-  return answer(loaderScript().closeResult);
+  return loaderScript().modulePath;
 }
 
-SCRIPTED_CALL(DWORD, GetModuleFileNameW, (HMODULE /*module*/, wchar_t* fileName, DWORD size)) {
-  const std::lock_guard lock(scriptMutex);
-  const std::wstring& path = loaderScript().modulePath;
-  // A path that is too long fills the block, and has no terminator.
-  return static_cast<DWORD>(path.copy(fileName, size));
+bool isMappedFrom(Module /*module*/, const OpenFile& /*file*/) {
+  return loaderScript().isMapped;
 }
 
-SCRIPTED_CALL(DWORD, GetDllDirectoryA, (DWORD size, char* directory)) {
-  const std::string& current = loaderScript().directory;
-  if (--loaderScript().failingGet == 0) return static_cast<DWORD>(answer(87));
-  if (current.empty()) return 0;
-  const auto length = static_cast<DWORD>(current.size());
-  if (length >= size) return length + 1;
-  directory[current.copy(directory, length)] = '\0';
-  return length;
+std::optional<std::string> searchDirectory() {
+  const LoaderScript& script = loaderScript();
+  if (script.unreadable || script.directory.empty()) return std::nullopt;
+  return script.directory;
 }
 
-SCRIPTED_CALL(BOOL, SetDllDirectoryA, (const char* directory)) {
+std::uint32_t setSearchDirectory(const char* directory) noexcept {
   LoaderScript& script = loaderScript();
   script.calls.push_back(directory == nullptr ? "set nothing" : "set " + std::string(directory));
-  if (--script.failingSet == 0) return answer(87);
+  if (--script.failingSet == 0) return 87;
   script.directory = directory == nullptr ? "" : directory;
-  return 1;
+  return 0;
 }
+
+}  // namespace OMB::system

@@ -1,27 +1,31 @@
-// A loader that does what a test tells it, linked in place of the platform's.
+// A loader that does what a test tells it, linked in place of the system's.
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <string>
 #include <vector>
 
-#include "platform/system_calls.h"
-
 struct LoaderScript {
-  static constexpr DWORD throwsBadAlloc = 8;
+  static constexpr std::uint32_t kThrowsBadAlloc = 8;
 
   /// What an attempt fails with; 0 opens it. A name that is not here is not there: 126.
-  std::map<std::wstring, DWORD> results = {};
-  /// What FreeLibrary fails with; 0 closes.
-  DWORD closeResult = 0;
-  /// What GetModuleFileNameW gives; it fails on an empty path.
-  std::wstring modulePath = L"/where/it/is.so";
+  std::map<std::string, std::uint32_t> results = {};
+  /// What a close fails with; 0 closes.
+  std::uint32_t closeResult = 0;
+  /// The text of either failure; empty leaves it to the code.
+  std::string text = {};
+  /// Where modules come from, if it can be told, and whether it is the file that one holds.
+  std::string modulePath = "/where/it/is.so";
+  bool isMapped = true;
   /// The search directory, empty for none.
   std::string directory = {};
-  /// The use of GetDllDirectoryA and of SetDllDirectoryA that fails, with 87; counted from 1.
-  int failingGet = 0, failingSet = 0;
+  /// Whether it can't be read, and the setting of it that fails, with 87; counted from 1.
+  bool unreadable = false;
+  int failingSet = 0;
 
-  /// The calls so far: "load NAME in DIRECTORY", "free NAME", "set DIRECTORY".
+  /// The calls so far: "load NAME in DIRECTORY", "free NAME", "free NAME for good", "set
+  /// DIRECTORY".
   std::vector<std::string> calls = {};
 };
 

@@ -13,7 +13,8 @@
 #include "backend/openvino_runner.h"
 #include "build_constants.h"
 #include "platform/console.h"
-#include "platform/system_calls.h"
+#include "system/environment.h"
+#include "system/wipe.h"
 
 namespace OMB {
 namespace {
@@ -26,7 +27,7 @@ class NetworkText {
   explicit NetworkText(const ByteVector& bytes) : text_(bytes.begin(), bytes.end()) {}
   NetworkText(const NetworkText&) = delete;
   NetworkText& operator=(const NetworkText&) = delete;
-  ~NetworkText() { SecureZeroMemory(text_.data(), text_.size()); }
+  ~NetworkText() { system::wipe(text_.data(), text_.size()); }
 
   const std::string& get() const { return text_; }
 
@@ -63,7 +64,7 @@ IE::Blob::Ptr weightsBlob(ByteVector weights) {
 
 OpenVINOModel::OpenVINOModel(ModelParams params) : config(params.config) {
   // The engine's threads are to sleep between inferences, not spin.
-  _putenv("OMP_WAIT_POLICY=passive");
+  system::setEnvironment("OMP_WAIT_POLICY", "passive");
   network = std::make_unique<OpenVINONetwork>();
   network->loaded = LoadModel(params);
 }

@@ -11,7 +11,7 @@
 #include "engine/engine_call.h"
 #include "engine/executable_network_impl.h"
 #include "engine/xml_start.h"
-#include "platform/module_path.h"
+#include "system/module_path.h"
 
 namespace InferenceEngine {
 namespace {
@@ -90,7 +90,7 @@ void addPorts(Ports& ports, const std::vector<std::string>& names, const std::ve
 // put a library of that name: the one beside the runtime is named in full.
 std::string cpuPlugin() {
   const auto inRuntime = reinterpret_cast<const void*>(&ov::get_openvino_version);
-  const std::filesystem::path file = std::filesystem::path(OMB::modulePath(inRuntime))
+  const std::filesystem::path file = std::filesystem::path(OMB::system::modulePath(inRuntime))
                                          .replace_filename("libopenvino_intel_cpu_plugin.so");
   return std::filesystem::exists(file) ? file.string() : "openvino_intel_cpu_plugin";
 }

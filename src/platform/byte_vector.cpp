@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-#include "platform/pages.h"
+#include "system/pages.h"
 
 namespace OMB {
 namespace {
@@ -14,14 +14,15 @@ constexpr std::size_t kLargeBlock = std::size_t{4} << 20;
 }  // namespace
 
 void* allocateBytes(std::size_t size) {
-  void* block = size < kLargeBlock ? std::calloc(size + (size == 0), 1) : allocatePages(size);
+  void* block =
+      size < kLargeBlock ? std::calloc(size + (size == 0), 1) : system::allocatePages(size);
   if (block == nullptr) throw std::bad_alloc();
   return block;
 }
 
 void releaseBytes(void* block, std::size_t size) noexcept {
   if (size < kLargeBlock) return std::free(block);
-  if (block != nullptr) releasePages(block, size);
+  if (block != nullptr) system::releasePages(block, size);
 }
 
 }  // namespace OMB

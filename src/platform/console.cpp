@@ -4,8 +4,8 @@
 #include <cwchar>
 #include <string>
 
-#include "platform/stream_text.h"
-#include "platform/text.h"
+#include "system/stream_text.h"
+#include "system/text.h"
 
 namespace OMB::console {
 namespace {
@@ -21,17 +21,12 @@ std::string formatted(const char* format, std::va_list arguments) {
   return text;
 }
 
-// There is no call that tells the length of wide formatted text: try until it fits.
+// There is no call that tells the length of wide formatted text. Ours are lines.
 std::wstring formatted(const wchar_t* format, std::va_list arguments) {
-  for (std::size_t capacity = 256; capacity <= 65536; capacity *= 4) {
-    std::wstring text(capacity, L'\0');
-    std::va_list again;
-    va_copy(again, arguments);
-    const int length = std::vswprintf(text.data(), text.size(), format, again);
-    va_end(again);
-    if (length >= 0) return text.substr(0, static_cast<std::size_t>(length));
-  }
-  return {};
+  std::wstring text(1024, L'\0');
+  const int length = std::vswprintf(text.data(), text.size(), format, arguments);
+  text.resize(length < 0 ? 0 : static_cast<std::size_t>(length));
+  return text;
 }
 
 }  // namespace
@@ -39,21 +34,21 @@ std::wstring formatted(const wchar_t* format, std::va_list arguments) {
 void printOut(const char* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);
-  writeText(stdout, formatted(format, arguments));
+  system::writeText(stdout, formatted(format, arguments));
   va_end(arguments);
 }
 
 void printError(const char* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);
-  writeText(stderr, formatted(format, arguments));
+  system::writeText(stderr, formatted(format, arguments));
   va_end(arguments);
 }
 
 void printOut(const wchar_t* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);
-  writeText(stdout, to_utf8(formatted(format, arguments)));
+  system::writeText(stdout, system::to_utf8(formatted(format, arguments)));
   va_end(arguments);
 }
 

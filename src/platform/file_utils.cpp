@@ -4,7 +4,7 @@
 #include <limits>
 #include <new>
 
-#include "platform/input_file.h"
+#include "system/input_file.h"
 
 namespace OMB::Utility {
 namespace {
@@ -13,7 +13,7 @@ namespace {
 template <typename Character>
 std::int64_t sizeOf(const Character* fileName) {
   try {
-    std::ifstream file = openForReading(fileName, std::ios::ate);
+    std::ifstream file = system::openForReading(fileName, std::ios::binary | std::ios::ate);
     return static_cast<std::int64_t>(file.tellg());  // -1 for a stream that did not open
   } catch (const std::bad_alloc&) {
     return -1;
@@ -24,7 +24,7 @@ template <typename Character>
 void readInto(const Character* fileName, void* buffer, std::uint64_t size) {
   constexpr auto kMost = static_cast<std::uint64_t>(std::numeric_limits<std::streamsize>::max());
   try {
-    std::ifstream file = openForReading(fileName);
+    std::ifstream file = system::openForReading(fileName, std::ios::binary);
     file.read(static_cast<char*>(buffer), static_cast<std::streamsize>(std::min(size, kMost)));
   } catch (const std::bad_alloc&) {
   }

@@ -4,94 +4,93 @@
 #include <array>
 #include <cstddef>
 #include <memory>
+#include <string>
 #include <string_view>
-#include <type_traits>
 #include <utility>
 
 #include "platform/library_table.h"
-#include "platform/system_calls.h"
 #include "platform/text.h"
 
 namespace OMB {
 namespace {
 
-constexpr std::wstring_view libraryPrefix = L"lib";
+constexpr std::string_view kPrefix = "lib";
 
-bool isSeparator(wchar_t c) {
-  return c == L'/' || c == L'\\';
+bool isSeparator(char c) {
+  return c == '/' || c == '\\';
 }
 
 // "\\server" or what ends in the first colon.
-std::size_t rootNameLength(std::wstring_view name) {
+std::size_t rootNameLength(std::string_view name) {
   if (name.size() > 2 && isSeparator(name[0]) && isSeparator(name[1]) && !isSeparator(name[2])) {
     const auto end = std::find_if(name.begin() + 3, name.end(), isSeparator);
     return static_cast<std::size_t>(end - name.begin());
   }
-  return name.find(L':') + 1;
+  return name.find(':') + 1;
 }
 
-bool isAbsolute(std::wstring_view name) {
+bool isAbsolute(std::string_view name) {
   const std::size_t root = rootNameLength(name);
   return root != 0 && root < name.size() && isSeparator(name[root]);
 }
 
-struct ModuleCloser {
-  void operator()(HMODULE module) const noexcept { FreeLibrary(module); }
-};
-// Closes a module that nobody took over.
-using Module = std::unique_ptr<std::remove_pointer_t<HMODULE>, ModuleCloser>;
-
 // Tries the names that a library of this name may have on disk, until one opens or fails in another
-// way than not being there. The thread's last error is that of the last attempt.
-HMODULE openFirst(const std::wstring& name) {
-  const std::wstring_view suffix = moduleSuffix;
-  const auto suffixes = isAbsolute(name) ? std::array<std::wstring_view, 2>{L"", suffix}
-                                         : std::array<std::wstring_view, 2>{suffix, L""};
-  std::wstring candidate;
-  for (const std::wstring_view before : {std::wstring_view(), libraryPrefix}) {
+// way than not being there. The failure is that of the last attempt.
+system::Opened openFirst(std::string_view name) {
+  const std::string_view suffix = system::kModuleSuffix;
+  const auto suffixes = isAbsolute(name) ? std::array<std::string_view, 2>{"", suffix}
+                                         : std::array<std::string_view, 2>{suffix, ""};
+  system::Opened opened;
+  std::string candidate;
+  for (const std::string_view before : {std::string_view(), kPrefix}) {
     if (!before.empty() && name.starts_with(before)) continue;
-    for (const std::wstring_view behind : suffixes) {
+    for (const std::string_view behind : suffixes) {
       if (!behind.empty() && name.ends_with(behind)) continue;
       candidate.assign(before).append(name).append(behind);
-      const HMODULE handle = LoadLibraryW(candidate.c_str());
-      if (handle != nullptr || GetLastError() != ERROR_MOD_NOT_FOUND) return handle;
+      opened = system::openModule(candidate.c_str());
+      if (opened.module != nullptr || opened.failure.code != system::kModuleNotFound) {
+        return opened;
+      }
     }
   }
-  return nullptr;
+  return opened;
 }
 
-std::string pathOf(HMODULE module) {
-  std::array<wchar_t, 260> block{};
-  if (GetModuleFileNameW(module, block.data(), static_cast<DWORD>(block.size())) == 0) return {};
-  // A path that fills the block may come without a terminator.
-  return to_utf8(std::wstring(block.begin(), std::find(block.begin(), block.end(), L'\0')));
+std::string textOf(const system::Failure& failure) {
+  return failure.text.empty() ? system_error_text(static_cast<int>(failure.code)) : failure.text;
 }
+
+struct ModuleCloser {
+  void operator()(system::Module module) const noexcept { system::closeModule(module); }
+};
+// Closes a module that nobody took over.
+using OwnedModule = std::unique_ptr<void, ModuleCloser>;
 
 }  // namespace
 
 bool library_private::open_handle() {
-  Module opened(openFirst(to_wide(file_name)));
-  if (opened == nullptr) {
-    const std::string reason = system_error_text(-1);
-    error_string = "Cannot load library: '" + file_name + "' : " + reason;
+  const system::Opened opened = openFirst(file_name);
+  OwnedModule module(opened.module);
+  if (module == nullptr) {
+    error_string = "Cannot load library: '" + file_name + "' : " + textOf(opened.failure);
     return false;
   }
-  resolved_path = pathOf(opened.get());
+  resolved_path = system::moduleFile(module.get());
   error_string.clear();
-  handle = opened.release();
+  handle = module.release();
   return true;
 }
 
-bool library_private::close_handle() {
-  if (FreeLibrary(handle) != 0) return true;
-  const std::string reason = system_error_text(-1);
-  error_string = "Cannot unload library: " + file_name + " : " + reason;
+bool library_private::close_handle(system::Failure (*close)(system::Module)) {
+  const system::Failure failure = close(handle);
+  if (failure.code == 0) return true;
+  error_string = "Cannot unload library: " + file_name + " : " + textOf(failure);
   return false;
 }
 
-bool library_private::release() {
+bool library_private::release(system::Failure (*close)(system::Module)) {
   if (handle == nullptr) return false;
-  if (--load_count == 0 && close_handle()) {
+  if (--load_count == 0 && close_handle(close)) {
     error_string.clear();
     handle = nullptr;
   }
@@ -124,7 +123,8 @@ bool Library::is_loaded() const {
 }
 
 void* Library::get_method(std::string symbol_name) {
-  return reinterpret_cast<void*>(GetProcAddress(private_data->handle, symbol_name.c_str()));
+  if (!is_loaded()) return nullptr;
+  return system::findSymbol(private_data->handle, symbol_name.c_str());
 }
 
 std::string Library::get_file_name() const {

@@ -9,7 +9,7 @@
 #include <string>
 #include <utility>
 
-#include "platform/system_calls.h"
+#include "system/module.h"
 
 namespace OMB {
 
@@ -20,28 +20,27 @@ struct library_private {
 
   /// Tries the names that file_name may stand for. The count is the caller's.
   bool open_handle();
-  /// Closes the module; `handle` is the caller's to clear.
-  bool close_handle();
+  /// Closes the module with `close`; `handle` is the caller's to clear.
+  bool close_handle(system::Failure (*close)(system::Module));
   /// Gives up one load, and the module with the last one. True if the module is closed now.
-  bool release();
+  bool release(system::Failure (*close)(system::Module) = system::closeModule);
 
   const std::string file_name;
   std::string resolved_path;  ///< of the last successful open
   std::string error_string;
   std::atomic<std::int32_t> load_count{0};
-  HMODULE handle = nullptr;  ///< null when the module is not open
+  system::Module handle = nullptr;  ///< null when the module is not open
 };
 
 /// The libraries that have a handle, or are held open without one. Threads: guards its own map
 /// only.
 class library_table {
  public:
-  /// The table of the process, made at the first call and torn down with the process.
+  /// The table of the process. It is closed when the process ends and never destroyed, since a
+  /// handle in a static object may come after that.
   static library_table& instance();
 
   library_table() = default;
-  /// Closes, in the order of the names, what no handle refers to.
-  ~library_table();
   library_table(const library_table&) = delete;
   library_table& operator=(const library_table&) = delete;
 
@@ -51,9 +50,12 @@ class library_table {
   /// it is held.
   void drop(std::shared_ptr<library_private> library);
 
+  /// Closes, in the order of the names, what no handle refers to, and forgets it.
+  void close();
+
  private:
-  std::map<std::string, std::shared_ptr<library_private>> libraries_;
-  std::mutex mutex_;
+  std::map<std::string, std::shared_ptr<library_private>> libraries;
+  std::mutex mutex;
 };
 
 }  // namespace OMB

@@ -1,51 +1,35 @@
 #include "ombrel/platform/load_library.h"
 
-#include <algorithm>
+#include <cstdint>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "platform/console.h"
-#include "platform/system_calls.h"
+#include "system/search_directory.h"
 
 namespace OMB::Utility {
 namespace {
 
-// A call that succeeds leaves the last error alone, so an old one would pass for its own.
-DWORD readSearchDirectory(std::vector<char>& array) {
-  SetLastError(0);
-  return GetDllDirectoryA(static_cast<DWORD>(array.size()), array.data());
-}
-
-// Nothing if no directory is set, or if it cannot be read.
-std::optional<std::string> currentSearchDirectory() {
-  std::vector<char> array(1);
-  for (;;) {
-    const DWORD length = readSearchDirectory(array);
-    if (GetLastError() != 0 || length == 0) return std::nullopt;
-    if (length < array.size()) return std::string(array.data());
-    array.assign(std::max<std::size_t>(length, array.size() + 1), '\0');
-  }
-}
-
 // Puts the search directory that it found back when it goes.
 class SearchDirectoryKeeper {
  public:
-  SearchDirectoryKeeper() : saved_(currentSearchDirectory()) {}
+  SearchDirectoryKeeper() : saved(system::searchDirectory()) {}
   ~SearchDirectoryKeeper() {
-    if (changed_) SetDllDirectoryA(saved_ ? saved_->c_str() : nullptr);
+    if (changed) system::setSearchDirectory(saved ? saved->c_str() : nullptr);
   }
   SearchDirectoryKeeper(const SearchDirectoryKeeper&) = delete;
   SearchDirectoryKeeper& operator=(const SearchDirectoryKeeper&) = delete;
 
-  bool change(const char* directory) {
-    changed_ = SetDllDirectoryA(directory) != 0;
-    return changed_;
+  // 0, or the code of the failure.
+  std::uint32_t change(const char* directory) {
+    const std::uint32_t code = system::setSearchDirectory(directory);
+    changed = code == 0;
+    return code;
   }
 
  private:
-  std::optional<std::string> saved_;
-  bool changed_ = false;
+  std::optional<std::string> saved;
+  bool changed = false;
 };
 
 }  // namespace
@@ -53,8 +37,7 @@ class SearchDirectoryKeeper {
 bool LoadLibraryA(const char* searchDirectory, Library& library) {
   {
     SearchDirectoryKeeper keeper;
-    if (!keeper.change(searchDirectory)) {
-      const auto code = static_cast<unsigned>(GetLastError());
+    if (const std::uint32_t code = keeper.change(searchDirectory); code != 0) {
       console::printError("Could not set the search directory path! Error %u\n", code);
       return false;
     }

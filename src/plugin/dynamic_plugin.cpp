@@ -55,12 +55,7 @@ int DynamicPlugin::Load(std::string searchDirectory) {
     console::printOut("Ombrel: %s\n", library.get_error_string().c_str());
     return PLUGIN_LOAD_FAILED;
   }
-  const int code = CheckHashes(directory);
-  if (code != PLUGIN_OK) return code;
-  const InitializeFunction entry = GetInitializeMethod();
-  if (entry == nullptr) return INITIALIZE_MISSING;
-  entry();
-  return PLUGIN_OK;
+  return TestAndInitialize(directory);
 }
 
 Plugin* DynamicPlugin::Clone() const {

@@ -8,12 +8,12 @@
 #include <vector>
 
 #include "ombrel/platform/crypto.h"
-#include "ombrel/platform/file_utils.h"
 #include "ombrel/platform/library.h"
 #include "ombrel/platform/load_library.h"
 
 #include "platform/console.h"
-#include "platform/text.h"
+#include "platform/library_table.h"
+#include "system/open_file.h"
 
 namespace OMB {
 namespace {
@@ -21,8 +21,8 @@ namespace {
 bool matches(ByteVector& file, const HashRange& range) {
   const auto& [digest, offset, length] = range;
   const std::uint64_t end = std::uint64_t{offset} + length;
-  constexpr std::uint32_t longest = std::numeric_limits<int>::max();
-  if (end > file.size() || length > longest) return false;
+  constexpr std::uint32_t kLongest = std::numeric_limits<int>::max();
+  if (end > file.size() || length > kLongest) return false;
 
   const ByteVector computed = Crypto::hashBuffer(file.data() + offset, static_cast<int>(length));
   // Empty if it could not be computed, and then it proves nothing.
@@ -30,25 +30,37 @@ bool matches(ByteVector& file, const HashRange& range) {
   return std::equal(computed.begin(), computed.end(), digest.begin());
 }
 
+// The file that the loader mapped, wherever it found it. Empty, with nothing read, for one that
+// has no size.
+ByteVector contentsOf(system::OpenFile& file) {
+  const std::int64_t size = file.size();
+  if (size <= 0) return {};
+  ByteVector bytes(static_cast<std::uint64_t>(size));
+  file.read(bytes.data(), bytes.size());
+  return bytes;
+}
+
+// Whether the code that the library runs is that of the file, under whatever name that stands now.
+bool runs(const std::string& library, const system::OpenFile& file) {
+  const auto shared = library_table::instance().find_or_create(library);
+  return system::isMappedFrom(shared->handle, file);
+}
+
 int checkDependency(const Dependency& dependency, const std::string& directory) {
   Library library(dependency.GetName());
   const std::vector<HashRange> hashes = dependency.GetHash();
   if (!Utility::LoadLibraryA(directory.c_str(), library)) return DEPENDENCY_LOAD_FAILED;
 
-  // The file that the loader mapped, wherever it found it.
-  const std::wstring path = to_wide(library.get_file_name());
-  const std::int64_t size = Utility::fileSize(path.c_str());
-  if (size <= 0) return DEPENDENCY_READ_FAILED;
-  ByteVector file(static_cast<std::uint64_t>(size));
-  Utility::readAllFile(path, file.data(), file.size());
-
+  const std::string path = library.get_file_name();
+  system::OpenFile file(path);
+  ByteVector bytes = contentsOf(file);
+  if (bytes.empty()) return DEPENDENCY_READ_FAILED;
   bool matched = false;
   for (const HashRange& range : hashes) {
-    if (matches(file, range)) matched = true;
+    if (matches(bytes, range)) matched = true;
   }
-  if (matched) return PLUGIN_OK;
-  console::printError("Ombrel: Cannot load %s. Integrity check failed.\n",
-                      library.get_file_name().c_str());
+  if (matched && runs(dependency.GetName(), file)) return PLUGIN_OK;
+  console::printError("Ombrel: Cannot load %s. Integrity check failed.\n", path.c_str());
   return INTEGRITY_CHECK_FAILED;
 }
 

@@ -21,4 +21,13 @@ int Plugin::CheckHashes(std::string directory) const {
   return hashChecker->Check(dependencies, std::move(directory));
 }
 
+int Plugin::TestAndInitialize(const std::string& directory) const {
+  const int code = CheckHashes(directory);
+  if (code != PLUGIN_OK) return code;
+  const InitializeFunction entry = GetInitializeMethod();
+  if (entry == nullptr) return INITIALIZE_MISSING;
+  entry();
+  return PLUGIN_OK;
+}
+
 }  // namespace OMB

@@ -1,7 +1,5 @@
 #include "ombrel/plugin/static_plugin.h"
 
-#include <utility>
-
 namespace OMB {
 
 StaticPlugin::StaticPlugin(const char* pluginName, InitializeFunction initializeEntry,
@@ -15,12 +13,7 @@ StaticPlugin::StaticPlugin(const char* pluginName, InitializeFunction initialize
     : StaticPlugin(pluginName, initializeEntry, createEntry, suffix, libraries) {}
 
 int StaticPlugin::Load(std::string directory) {
-  const int code = CheckHashes(std::move(directory));
-  if (code != PLUGIN_OK) return code;
-  const InitializeFunction entry = GetInitializeMethod();
-  if (entry == nullptr) return INITIALIZE_MISSING;
-  entry();
-  return PLUGIN_OK;
+  return TestAndInitialize(directory);
 }
 
 Plugin* StaticPlugin::Clone() const {

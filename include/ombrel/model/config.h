@@ -45,6 +45,8 @@ class OMBREL_API Config {
   /// (joined to the file's directory; "." is that directory itself). The last pair of a key wins
   /// and absent keys leave their field as it was, so two files can be merged into one record.
   ///
+  /// The file is a text as the system has it: on Windows byte 0x1A ends it.
+  ///
   /// Returns false, with the record unchanged, if the file cannot be opened; else true. Tells on
   /// standard output of a missing file, an unknown key and an unknown backend name. Throws only
   /// std::bad_alloc.

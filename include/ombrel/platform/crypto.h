@@ -30,9 +30,14 @@ namespace OMB::Crypto {
 [[nodiscard]] OMBREL_API ByteVector decryptBuffer(ByteVector buffer, unsigned char* iv, int ivSize,
                                                   unsigned char* key, int keySize);
 
-/// Reads and decrypts a whole file of less than 2 GiB as decryptBuffer does. The AES key is `key`
-/// XOR `keyMask`, both of `keySize` bytes. With null `key` the file's bytes are returned as they
-/// are, and none of the other arguments is looked at.
+/// The AES key that stands for a caller's key: `key` XOR `keyMask`, byte by byte, both of `keySize`
+/// bytes, so that neither alone is the key. Throws std::bad_alloc.
+[[nodiscard]] OMBREL_API ByteVector effectiveKey(const unsigned char* key, int keySize,
+                                                 const unsigned char* keyMask);
+
+/// Reads and decrypts a whole file of less than 2 GiB as decryptBuffer does. The AES key is the
+/// effective one of `key` and `keyMask`, both of `keySize` bytes. With null `key` the file's bytes
+/// are returned as they are, and none of the other arguments is looked at.
 ///
 /// Throws std::length_error "vector too long" if the file cannot be opened.
 [[nodiscard]] OMBREL_API ByteVector decryptFile(const char* fileName, unsigned char* iv, int ivSize,

@@ -13,8 +13,10 @@ struct library_private;
 /// All handles on one name share one module, one load count and one error text, through a
 /// process-wide table. Names are told apart exactly: two ways of writing one path are two names.
 /// The table keeps a loaded module open when its handles are gone, until the process ends; only
-/// `unload` closes it earlier. Names, paths and texts are UTF-8. Nothing is printed, and nothing
-/// thrown but std::bad_alloc.
+/// `unload` closes it earlier. What the table closes then has its code in place to the last, so
+/// static objects may use handles and what came from a library, in any order. Names, paths and
+/// texts are UTF-8, or on other systems than Windows any bytes that the system takes. Nothing is
+/// printed, and nothing thrown but std::bad_alloc.
 ///
 /// Threads: handles may be made and destroyed anywhere at any time, and different names are
 /// independent. `load`, `unload` and `get_file_name` on handles of one name must not overlap.
@@ -40,10 +42,12 @@ class OMBREL_API Library {
   /// True if the module is open, whoever opened it.
   bool is_loaded() const;
 
-  /// Address of a symbol of a library that is open; null if it has no symbol of that name.
+  /// Address of a symbol of the library; null if it has no symbol of that name, or is not open.
   void* get_method(std::string symbol_name);
 
   /// Full path of the file that was opened last, or the name given to the constructor before that.
+  /// A path of more than 259 characters comes back cut, and then names no file or another one: the
+  /// digest test of a dependency fails for it.
   std::string get_file_name() const;
 
   /// Text of the last failure; empty after a successful open or close.

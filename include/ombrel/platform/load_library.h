@@ -7,8 +7,10 @@
 namespace OMB::Utility {
 
 /// Loads `library` with `searchDirectory` (not null, in the system's narrow encoding) in the
-/// loader's search, and puts the previous search directory back, also when the load throws.
-/// Libraries that the library needs are found there too.
+/// loader's search, and puts the previous search directory back, also when the load throws. A
+/// relative name, with a folder or without, is looked for there first. Libraries that the library
+/// needs are found there too; elsewhere than on Windows by their sonames, so one that has none, or
+/// another than the name that it is needed by, is not, and the message says which that is.
 ///
 /// Returns true when the library is loaded. A load that fails prints one line to standard output; a
 /// directory that the platform refuses prints one to standard error, and `library` is not touched.

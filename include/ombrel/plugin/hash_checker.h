@@ -36,7 +36,10 @@ class OMBREL_API IHashChecker {
 
 /// Proves by SHA-256 that each dependency is a file that the plug-in's creator accepts. What is
 /// tested is the file that the loader really mapped, so the library's code is loaded before it is
-/// tested, and stays loaded whatever comes out.
+/// tested, and stays loaded whatever comes out. The bytes that are digested and the code that is
+/// mapped have to be of one file, by its identity and not by its name: a file that has been
+/// exchanged since the load fails the test, and so does a dependency whose name another module in
+/// the process goes by as well, since the plug-in may have found that one.
 class OMBREL_API HashChecker final : public IHashChecker {
  public:
   HashChecker() = default;

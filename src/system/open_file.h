@@ -1,0 +1,35 @@
+// A file that is held by what it is, whatever becomes of its name.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace OMB::system {
+
+/// Open for reading from its first byte on. Nobody else is locked out.
+class OpenFile {
+ public:
+  using Native = std::intptr_t;
+  static constexpr Native kNone = -1;
+
+  /// `path` is UTF-8, or the system's own bytes. Does not wait for a pipe's writer.
+  explicit OpenFile(const std::string& path);
+  ~OpenFile();
+  OpenFile(const OpenFile&) = delete;
+  OpenFile& operator=(const OpenFile&) = delete;
+
+  /// -1 if it could not be opened or is no plain file.
+  std::int64_t size() const noexcept;
+
+  /// Goes on reading up to `size` bytes; the number of bytes that there were.
+  std::size_t read(void* buffer, std::size_t size) noexcept;
+
+  /// The system's handle, kNone if it could not be opened.
+  Native native() const noexcept { return handle; }
+
+ private:
+  Native handle;
+};
+
+}  // namespace OMB::system

@@ -1,0 +1,77 @@
+#include "system/pages.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <ctime>
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace OMB::system {
+namespace {
+
+constexpr std::size_t kHugePage = std::size_t{2} << 20;
+
+void unmap(char* first, const char* last) noexcept {
+  if (first != last) munmap(first, static_cast<std::size_t>(last - first));
+}
+
+// 4 KiB here, 16 or 64 elsewhere; a power of two everywhere.
+std::size_t wholePages(std::size_t size) noexcept {
+  const std::size_t last = static_cast<std::size_t>(sysconf(_SC_PAGESIZE)) - 1;
+  return (size + last) & ~last;
+}
+
+// Of this thread: what others do meanwhile does not count.
+std::int64_t nanosecondsSpent() noexcept {
+  timespec time = {};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+  return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
+}
+
+// Takes huge pages until they have cost as much as small ones would for all of the block, and
+// leaves the rest to those. On a virtual machine whose host takes free memory back, a huge page
+// that the host has to find anew costs many times as much as small ones, which come from memory in
+// use. So a block costs about twice what it has to at worst, and what was paid for is there for the
+// next one.
+void takeHugePages(char* block, std::size_t length) noexcept {
+  constexpr std::int64_t kSmallPages = 700'000;  // nanoseconds for 2 MiB, roughly
+  std::int64_t left = static_cast<std::int64_t>(length / kHugePage + 1) * kSmallPages;
+  madvise(block, length, MADV_HUGEPAGE);  // a system without them serves small pages
+  for (std::size_t taken = 0; taken < length;) {
+    const std::int64_t start = nanosecondsSpent();
+    static_cast<volatile char*>(block)[taken] = 0;
+    left -= nanosecondsSpent() - start;
+    taken += std::min(kHugePage, length - taken);
+    if (left < 0) {
+      madvise(block + taken, length - taken, MADV_NOHUGEPAGE);
+      madvise(block + taken, length - taken, MADV_POPULATE_WRITE);  // cheaper than one by one
+      return;
+    }
+  }
+}
+
+}  // namespace
+
+void* allocatePages(std::size_t size) noexcept {
+  if (size > SIZE_MAX - 2 * kHugePage) return nullptr;
+  const std::size_t length = wholePages(size);
+  const std::size_t mapped = length + kHugePage;
+  void* start = mmap(nullptr, mapped, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (start == MAP_FAILED) return nullptr;
+
+  // Only whole aligned stretches can become huge pages: start on one and give back both ends.
+  char* const first = static_cast<char*>(start);
+  const std::size_t skip =
+      (kHugePage - reinterpret_cast<std::uintptr_t>(start) % kHugePage) % kHugePage;
+  char* const block = first + skip;
+  unmap(first, block);
+  unmap(block + length, first + mapped);
+  takeHugePages(block, length);
+  return block;
+}
+
+void releasePages(void* block, std::size_t size) noexcept {
+  munmap(block, wholePages(size));
+}
+
+}  // namespace OMB::system

@@ -1,0 +1,14 @@
+// Windows' calls, without the macros min and max.
+#pragma once
+
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#ifndef WIN32_LEAN_AND_MEAN
+#define WIN32_LEAN_AND_MEAN
+#endif
+// clang-format off
+#include <windows.h>  // before bcrypt.h, which lacks its types
+#include <bcrypt.h>
+#include <stdlib.h>  // _putenv
+// clang-format on
