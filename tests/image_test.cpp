@@ -250,6 +250,12 @@ TYPED_TEST(Transform, IsChosenByTheTypesOfTheDataAndTakesTheSizesOfTheSource) {
   EXPECT_EQ(fields(dst), std::tuple(HWC, dst.type, 9, -9, 0, true, target.data()));
 }
 
+TEST(DataTransformer, IsCopiedMovedAndAssigned) {
+  DataTransformer first, copy(first), moved(std::move(copy));
+  EXPECT_EQ(&(first = moved), &first);
+  EXPECT_EQ(&(first = DataTransformer()), &first);
+}
+
 TEST(NNData, OwnsACopyOfWhatItIsGiven) {
   std::vector<float> samples(12, 1.5F);
   for (const EDataType type : {EDataType::U8, EDataType::FP32}) {
