@@ -9,9 +9,7 @@
 #include <string>
 #include <unistd.h>
 
-#include "ombrel/model/entry_points.h"
-
-extern "C" OMB::INNModel* Create(OMB::ModelParams params);
+#include "ombrel/model/backend.h"
 
 namespace OMB::bench {
 

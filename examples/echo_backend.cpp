@@ -9,7 +9,7 @@
 #include <string>
 
 #include "ombrel/image/data_transformer.h"
-#include "ombrel/model/entry_points.h"
+#include "ombrel/model/backend.h"
 #include "ombrel/platform/file_utils.h"
 
 namespace {
@@ -71,7 +71,7 @@ class EchoModel final : public INNModel {
 
 }  // namespace
 
-extern "C" OMBREL_API INNModel* Create(ModelParams params) {
+INNModel* Create(ModelParams params) {
   return new EchoModel(params);
 }
-extern "C" OMBREL_API void Initialize() {}
+void Initialize() {}

@@ -4,12 +4,10 @@
 #include <fstream>
 #include <memory>
 
-#include "ombrel/model/entry_points.h"
+#include "ombrel/model/backend.h"
 
 #include "engine/inference_engine.h"
 #include "fuzz_input.h"
-
-extern "C" OMB::INNModel* Create(OMB::ModelParams params);
 
 namespace OMB::fuzz {
 namespace {
