@@ -246,7 +246,7 @@ TEST(Allocations, AreRefusedOnlyWhereTheCountIsNegativeOrTooLarge) {
       EXPECT_NE(NNData(nullptr, a, b, c, CHW, element, false).getData(), nullptr);
     }
     for (const auto& [a, b, c] : refused) {
-      EXPECT_THROW(TransformImage(nullptr, a, b, c, format), std::bad_alloc) << a << b << c;
+      EXPECT_THROW((void)TransformImage(nullptr, a, b, c, format), std::bad_alloc) << a << b << c;
       EXPECT_THROW(NNData(nullptr, a, b, c, CHW, element, false), std::bad_alloc) << a << b << c;
     }
   }

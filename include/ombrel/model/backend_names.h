@@ -21,7 +21,7 @@ class OMBREL_API EBackend {
 
   /// The backend whose name is exactly `name` (NUL-terminated, not null), or nothing. Case matters
   /// and no blank is forgiven.
-  static std::optional<EBackend> FindByName(const char* name) noexcept;
+  [[nodiscard]] static std::optional<EBackend> FindByName(const char* name) noexcept;
 
   /// The backend's name, a constant that lives as long as the library; null for a value outside the
   /// enumeration.
