@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <unistd.h>
 
 #include "ombrel/model/backend.h"
 
@@ -29,8 +30,8 @@ struct Folder {
 
 void run(Input input) {
   static const Folder folder;
-  constexpr unsigned char plugins[] = "<ie><plugins/></ie>";
-  folder.write("plugins.xml", ByteVector(plugins, plugins + sizeof(plugins) - 1));
+  constexpr unsigned char kPlugins[] = "<ie><plugins/></ie>";
+  folder.write("plugins.xml", ByteVector(kPlugins, kPlugins + sizeof(kPlugins) - 1));
   const bool sealed = input.take<std::uint8_t>() != 0;
   const std::size_t textSize = input.take<std::uint16_t>();
   folder.write("pair.xml", input.bytes(std::min(textSize, input.rest().size())));
