@@ -25,7 +25,8 @@ class OMBREL_API IHashChecker {
   IHashChecker& operator=(const IHashChecker&) = delete;
 
   /// See HashChecker::Check.
-  [[nodiscard]] virtual int Check(const Repository<Dependency>& dependencies, std::string directory) const = 0;
+  [[nodiscard]] virtual int Check(const Repository<Dependency>& dependencies,
+                                  std::string directory) const = 0;
 
   static void operator delete(IHashChecker* checker, std::destroying_delete_t) noexcept;
 
@@ -53,7 +54,8 @@ class OMBREL_API HashChecker final : public IHashChecker {
   ///
   /// Threads: no state, but the loader's search directory belongs to the process: one call at a
   /// time.
-  [[nodiscard]] int Check(const Repository<Dependency>& dependencies, std::string directory) const override;
+  [[nodiscard]] int Check(const Repository<Dependency>& dependencies,
+                          std::string directory) const override;
 };
 
 /// Makes checkers.
