@@ -31,13 +31,11 @@ namespace {
 using ImageUtils::EFormat;
 using ImageUtils::ELayoutType;
 using ImageUtils::TransformImage;
+using enum ELayoutType;
 using test::expectedBlock;
 using testing::Each;
 using Byte = unsigned char;
 using Sizes = std::array<int, 3>;
-
-constexpr ELayoutType CHW = ELayoutType::CHW;
-constexpr ELayoutType HWC = ELayoutType::HWC;
 
 constexpr float kInf = std::numeric_limits<float>::infinity();
 constexpr float kNan = std::numeric_limits<float>::quiet_NaN();

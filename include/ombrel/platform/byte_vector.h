@@ -31,7 +31,8 @@ class ByteAllocator {
 
   ByteAllocator() = default;
   template <typename U>
-  ByteAllocator(const ByteAllocator<U>&) noexcept {}  // NOLINT: allocators convert
+  // NOLINTNEXTLINE(google-explicit-constructor): allocators convert
+  ByteAllocator(const ByteAllocator<U>&) noexcept {}
 
   [[nodiscard]] T* allocate(std::size_t count) { return static_cast<T*>(allocateBytes(count)); }
   void deallocate(T* block, std::size_t count) noexcept { releaseBytes(block, count); }
