@@ -26,7 +26,7 @@ constexpr bool wideIsUtf16 = sizeof(wchar_t) == 2;
 
 LoaderScript& script = loaderScript();  // every test begins with one of its own
 
-TEST(Text, OfErrorCodes) {
+TEST(Text, OfAnErrorCodeIsTheSystemsAndOfTheLastErrorForMinusOne) {
   const std::pair<int, const char*> fixed[] = {{0, ""},
                                                {2, "No such file or directory"},
                                                {13, "Permission denied"},

@@ -225,7 +225,7 @@ TEST_F(PluginTest, ADynamicPluginLoadsTestsAndInitializes) {
   expectLibrary(plugin, true);
 }
 
-TEST_F(PluginTest, EntriesOfADynamicPlugin) {
+TEST_F(PluginTest, ADynamicPluginHasTheEntriesOfItsOwnLibraryOnly) {
   for (const char* fixture : {"no_create", "no_initialize", "entries", "whole"})
     folder.add(fixture);
   DynamicPlugin noCreate = dynamic("no_create");
