@@ -232,7 +232,7 @@ void registerAll() {
 }  // namespace
 
 int main(int count, char** arguments) {
-  return OMB::bench::guarded(count, arguments, [](std::vector<char*> all) {
+  return OMB::bench::guarded(count, arguments, [](OMB::bench::Arguments all) {
     cv::setNumThreads(1);  // one thread on both sides
     registerAll();
     return OMB::bench::runBenchmarks(std::move(all));
