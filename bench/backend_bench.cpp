@@ -19,9 +19,7 @@
 
 #include "ombrel/image/transform_image.h"
 
-#include "backend/openvino_runner.h"
 #include "build_constants.h"
-#include "engine/executable_network_impl.h"
 #include "image_file.h"
 #include "paired.h"
 #include "program.h"
@@ -59,17 +57,12 @@ void registerRunnerConstruction(const Workspace& files, const std::string& class
       ->Iterations(25);
 }
 
-// The very network that the runner has compiled: two compilations of one network differ by a
-// percent, by where their memory happens to lie.
-ov::CompiledModel compiledOf(const INNRunner& runner) {
-  return static_cast<const OpenVINORunner&>(runner).executableNetwork.impl_->compiled;
-}
-
+// A runner, and a request of the engine's own over a network compiled like the runner's.
 struct OursAndBare {
   OursAndBare(const Workspace& files, const std::string& base)
       : model(create(base, false, files.dataPath())),
         runner(model->CreateRunner()),
-        bare(compiledOf(*runner).create_infer_request()) {}
+        bare(requestIn(base, std::string(inferencePrecision))) {}
 
   // The record that says: the input memory is filled already.
   NNData filled() const {
@@ -82,6 +75,10 @@ struct OursAndBare {
   ov::InferRequest bare;
 };
 
+// Two compilations of one network differ by a percent, by where their memory happens to lie: so
+// there are several, and measurements go round them.
+constexpr int kPairs = 6;
+
 void fill(void* memory, std::size_t count) {
   std::minstd_rand random(1);
   auto* values = static_cast<float*>(memory);
@@ -92,18 +89,25 @@ void fill(void* memory, std::size_t count) {
 void registerFilledRun(const Workspace& files, const std::string& base, const char* name, int batch,
                        int iterations) {
   const auto measure = [=, &files](benchmark::State& state) {
-    OursAndBare both(files, base);
-    ov::Tensor input = both.bare.get_input_tensor();
-    fill(both.runner->GetInputBuffer(), input.get_size());
-    fill(input.data(), input.get_size());
-    NNData image = both.filled();
+    std::vector<OursAndBare> pairs;
+    while (pairs.size() < kPairs) {
+      OursAndBare& both = pairs.emplace_back(files, base);
+      ov::Tensor input = both.bare.get_input_tensor();
+      fill(both.runner->GetInputBuffer(), input.get_size());
+      fill(input.data(), input.get_size());
+    }
+    std::size_t oursTurn = 0;
+    std::size_t bareTurn = 0;
     measurePair(
         state,
         [&] {
+          const OursAndBare& both = pairs[oursTurn++ % kPairs];
+          NNData image = both.filled();
           for (int i = 0; i < batch; ++i) benchmark::DoNotOptimize(both.runner->Run(&image));
         },
         [&] {
-          for (int i = 0; i < batch; ++i) both.bare.infer();
+          ov::InferRequest& bare = pairs[bareTurn++ % kPairs].bare;
+          for (int i = 0; i < batch; ++i) bare.infer();
         });
     state.counters["ours_s"].value /= batch;
     state.counters["peer_s"].value /= batch;
@@ -124,14 +128,12 @@ ov::InferRequest preprocessingRequest(const std::string& base) {
       .create_infer_request();
 }
 
-// Several of each, in turn, since here two compilations have to be compared.
 void registerPhotoRun(const Workspace& files, const std::string& demo) {
   const auto measure = [=, &files](benchmark::State& state) {
-    constexpr std::size_t instances = 6;
     const tool::Image photo = tool::readImage(demo + "/chelsea.ppm");
     std::vector<OursAndBare> ours;
     std::vector<ov::InferRequest> peers;
-    while (ours.size() < instances) {
+    while (ours.size() < kPairs) {
       ours.emplace_back(files, demo + "/classifier");
       peers.push_back(preprocessingRequest(demo + "/classifier"));
     }
@@ -139,9 +141,9 @@ void registerPhotoRun(const Workspace& files, const std::string& demo) {
     std::size_t oursTurn = 0;
     std::size_t peersTurn = 0;
     measurePair(
-        state, [&] { benchmark::DoNotOptimize(ours[oursTurn++ % instances].runner->Run(&image)); },
+        state, [&] { benchmark::DoNotOptimize(ours[oursTurn++ % kPairs].runner->Run(&image)); },
         [&] {
-          ov::InferRequest& peer = peers[peersTurn++ % instances];
+          ov::InferRequest& peer = peers[peersTurn++ % kPairs];
           std::memcpy(peer.get_input_tensor().data(), photo.samples.data(), photo.samples.size());
           peer.infer();
         });
@@ -190,32 +192,38 @@ void registerPrecision(const std::string& demo) {
       ->Iterations(100);
 }
 
-// Does the work with each in a thread of its own, and returns when all is done.
-void inThreads(std::vector<OursAndBare>& all, const std::function<void(OursAndBare&)>& work) {
+// Does the work with `count` of them from `first` on, each in a thread of its own, and returns when
+// all is done.
+void inThreads(std::vector<OursAndBare>& all, std::size_t first, int count,
+               const std::function<void(OursAndBare&)>& work) {
   std::vector<std::jthread> threads;
-  for (OursAndBare& each : all) threads.emplace_back(work, std::ref(each));
+  for (int i = 0; i < count; ++i) {
+    threads.emplace_back(work, std::ref(all[(first + static_cast<std::size_t>(i)) % all.size()]));
+  }
 }
 
 void registerThreads(const Workspace& files, const std::string& classifier, int count) {
   const auto measure = [=, &files](benchmark::State& state) {
-    constexpr int runs = 16;
+    constexpr int kRuns = 16;
     std::vector<OursAndBare> all;
-    for (int i = 0; i < count; ++i) all.emplace_back(files, classifier);
+    while (all.size() < kPairs) all.emplace_back(files, classifier);
+    std::size_t oursFirst = 0;
+    std::size_t bareFirst = 0;
     measurePair(
         state,
         [&] {
-          inThreads(all, [](OursAndBare& each) {
+          inThreads(all, oursFirst++, count, [](OursAndBare& each) {
             NNData image = each.filled();
-            for (int run = 0; run < runs; ++run) each.runner->Run(&image);
+            for (int i = 0; i < kRuns; ++i) benchmark::DoNotOptimize(each.runner->Run(&image));
           });
         },
         [&] {
-          inThreads(all, [](OursAndBare& each) {
-            for (int run = 0; run < runs; ++run) each.bare.infer();
+          inThreads(all, bareFirst++, count, [](OursAndBare& each) {
+            for (int i = 0; i < kRuns; ++i) each.bare.infer();
           });
         });
-    state.counters["ours_s"].value /= runs * count;
-    state.counters["peer_s"].value /= runs * count;
+    state.counters["ours_s"].value /= kRuns * count;
+    state.counters["peer_s"].value /= kRuns * count;
   };
   const std::string name = "throughput/" + std::to_string(count) + "_runners/bare_requests";
   benchmark::RegisterBenchmark(name.c_str(), measure)
@@ -232,7 +240,7 @@ void writeTinyModel(const std::string& base) {
   std::ofstream(base + ".bin") << 'w';
 }
 
-int main(std::vector<char*> arguments) {
+int main(Arguments arguments) {
   if (arguments.size() < 3 || std::string(arguments[1]) != "--demo") {
     std::cerr << "usage: backend_bench --demo FOLDER [--benchmark_...]\n";
     return 2;

@@ -170,8 +170,10 @@ void registerPath(ELayoutType from, ELayoutType to, const Size& size) {
   S* const src = buffers.src;
   D* const dst = buffers.dst;
   const std::size_t bytes = size.samples() * (sizeof(S) + sizeof(D));
-  registerCase(name + "ours", bytes,
-               [=] { TransformImage(src, dst, size.width, size.height, size.channels, from, to); });
+  registerCase(name + "ours", bytes, [=] {
+    benchmark::DoNotOptimize(
+        TransformImage(src, dst, size.width, size.height, size.channels, from, to));
+  });
   const auto plain = plainLoop<Checked, S, D>(from, to);
   registerCase(name + "plain_loop", bytes, [=] { plain(src, dst, size); });
   if constexpr (sizeof(S) > sizeof(D)) {
@@ -230,7 +232,7 @@ void registerAll() {
 }  // namespace
 
 int main(int count, char** arguments) {
-  return OMB::bench::guarded(count, arguments, [](std::vector<char*> all) {
+  return OMB::bench::guarded(count, arguments, [](OMB::bench::Arguments all) {
     cv::setNumThreads(1);  // one thread on both sides
     registerAll();
     return OMB::bench::runBenchmarks(std::move(all));

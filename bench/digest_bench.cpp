@@ -71,7 +71,7 @@ void registerCheck(const LargeLibrary& library) {
       ->Iterations(25);
 }
 
-int main(std::vector<char*> arguments) {
+int main(Arguments arguments) {
   const LargeLibrary library;
   registerCheck(library);
   return runBenchmarks(std::move(arguments));

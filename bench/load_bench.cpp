@@ -126,7 +126,7 @@ void measureLoadLimit(benchmark::State& state, bool sealed, std::size_t size) {
 
 void registerLoad(const Workspace& files, std::size_t mebibytes, bool sealed) {
   const std::string size = std::to_string(mebibytes) + "MiB";
-  const std::string base = files.base(((sealed ? "sealed" : "clear") + size).c_str());
+  const std::string base = files.base((sealed ? "sealed" : "clear") + size);
   const std::string name = "create/" + size + (sealed ? "_sealed" : "_clear") + "/straight";
   const auto measure = [=, &files](benchmark::State& state) {
     measurePair(
@@ -144,7 +144,7 @@ void registerLoad(const Workspace& files, std::size_t mebibytes, bool sealed) {
 // memory before it reports it to the host of a virtual machine, which is 2 s.
 void registerFirstLoad(const Workspace& files, bool sealed) {
   const std::string kind = sealed ? "sealed" : "clear";
-  const std::string base = files.base((kind + "256MiB").c_str());
+  const std::string base = files.base(kind + "256MiB");
   const auto measure = [=](benchmark::State& state) {
     const auto by = [&](const char* who) { return [=] { loadInProcess(who, sealed, base); }; };
     measurePair(state, by("ours"), by("straight"),
@@ -158,9 +158,9 @@ void registerFirstLoad(const Workspace& files, bool sealed) {
 void registerLoads(const Workspace& files) {
   for (const std::size_t mebibytes : {std::size_t{64}, std::size_t{256}}) {
     const std::string size = std::to_string(mebibytes) + "MiB";
-    const std::string clear = files.base(("clear" + size).c_str());
+    const std::string clear = files.base("clear" + size);
     writeLargeModel(clear, mebibytes << 20);
-    seal(clear, files.base(("sealed" + size).c_str()));
+    seal(clear, files.base("sealed" + size));
     for (const bool sealed : {false, true}) registerLoad(files, mebibytes, sealed);
   }
   for (const bool sealed : {false, true}) registerFirstLoad(files, sealed);
@@ -170,12 +170,12 @@ int loadOnce(const std::string& who, bool sealed, const std::string& base) {
   if (who == "straight") {
     loadStraight(base, sealed);
   } else {
-    create(base, sealed, (fs::path(base).parent_path() / "").string());
+    create(base, sealed, (std::filesystem::path(base).parent_path() / "").string());
   }
   return 0;
 }
 
-int main(std::vector<char*> arguments) {
+int main(Arguments arguments) {
   if (arguments.size() == 5 && std::string(arguments[1]) == "--once") {
     return loadOnce(arguments[2], std::string(arguments[3]) == "sealed", arguments[4]);
   }

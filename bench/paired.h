@@ -1,86 +1,22 @@
 // Two ways to do one thing, measured in turns, so that what disturbs the machine disturbs both.
 #pragma once
 
-#include <algorithm>
-#include <chrono>
-#include <cmath>
-#include <cstddef>
-#include <string>
-#include <utility>
-#include <vector>
+#include <functional>
 
 #include <benchmark/benchmark.h>
 
 namespace OMB::bench {
 
-inline double secondsOf(const auto& call) {
-  const auto start = std::chrono::steady_clock::now();
-  call();
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
-inline double median(std::vector<double> values) {
-  std::nth_element(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2),
-                   values.end());
-  return values[values.size() / 2];
-}
-
-/// The ends of the interval that holds the true median in 95 of 100 cases, by the ranks of the
-/// values.
-inline std::pair<double, double> medianInterval(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  const auto count = static_cast<double>(values.size());
-  const auto spread = static_cast<std::size_t>(0.98 * std::sqrt(count));
-  const std::size_t middle = values.size() / 2;
-  const std::size_t low = middle > spread ? middle - spread : 0;
-  return {values[low], values[std::min(middle + spread, values.size() - 1)]};
-}
+using Work = std::function<void()>;
 
 /// Runs `ours` and `peer` alternately for as long as the benchmark asks, each after a `before` that
-/// does not count. Reports as counters the median seconds of each and the median of the ratios of
-/// neighbours, ours to the peer's.
-void measurePair(benchmark::State& state, const auto& ours, const auto& peer, const auto& before) {
-  // Neither pays for what first calls do: it takes some until large blocks come from warm memory.
-  for (int i = 0; i < 8; ++i) {
-    ours();
-    peer();
-  }
-  std::vector<double> oursSeconds;
-  std::vector<double> peerSeconds;
-  std::vector<double> ratios;
-  bool oursFirst = false;
-  for (auto iteration : state) {
-    (void)iteration;
-    oursFirst = !oursFirst;
-    before();
-    double first = oursFirst ? secondsOf(ours) : secondsOf(peer);
-    before();
-    double second = oursFirst ? secondsOf(peer) : secondsOf(ours);
-    if (!oursFirst) std::swap(first, second);
-    oursSeconds.push_back(first);
-    peerSeconds.push_back(second);
-    ratios.push_back(first / second);
-    state.SetIterationTime(first + second);
-  }
-  state.counters["ours_s"] = median(oursSeconds);
-  state.counters["peer_s"] = median(peerSeconds);
-  const auto [low, high] = medianInterval(ratios);
-  state.counters["ratio"] = median(ratios);
-  state.counters["ratio_low"] = low;
-  state.counters["ratio_high"] = high;
-}
-
-void measurePair(benchmark::State& state, const auto& ours, const auto& peer) {
-  measurePair(state, ours, peer, [] {});
-}
+/// does not count. Reports as counters the median seconds of each, and the median of the ratios of
+/// neighbours, ours to the peer's, with the interval that holds the true one in 95 of 100 cases.
+void measurePair(
+    benchmark::State& state, const Work& ours, const Work& peer, const Work& before = [] {});
 
 /// The least that the machine needs for the part of the work that can't be left out, as a third
 /// counter.
-void measureLimit(benchmark::State& state, const auto& call) {
-  call();
-  std::vector<double> seconds;
-  for (int i = 0; i < 5; ++i) seconds.push_back(secondsOf(call));
-  state.counters["limit_s"] = median(seconds);
-}
+void measureLimit(benchmark::State& state, const Work& call);
 
 }  // namespace OMB::bench

@@ -4,7 +4,7 @@ option(OMBREL_BUILD_BACKEND "Build the OpenVINO backend and the host program" ON
 option(OMBREL_BUILD_TESTS "Build the tests" OFF)
 option(OMBREL_BUILD_BENCH "Build the benchmarks (need OpenCV and Google Benchmark)" OFF)
 option(OMBREL_BUILD_FUZZ "Build the fuzz targets" OFF)
-option(OMBREL_WARNINGS_AS_ERRORS "Treat warnings as errors; off for who only builds the project" OFF)
+option(OMBREL_WARNINGS_AS_ERRORS "Treat warnings as errors; off for whoever only builds the project" OFF)
 set(OMBREL_SANITIZE "" CACHE STRING "Sanitizers to build with, as in -fsanitize=")
 set(OMBREL_ENGINE_ROOT ${CMAKE_SOURCE_DIR}/.deps/python/openvino CACHE PATH
     "Folder of the OpenVINO package")

@@ -9,7 +9,7 @@
 #include <string>
 
 #include "ombrel/image/data_transformer.h"
-#include "ombrel/model/entry_points.h"
+#include "ombrel/model/backend.h"
 #include "ombrel/platform/file_utils.h"
 
 namespace {
@@ -18,60 +18,60 @@ using namespace OMB;
 
 class EchoRunner final : public INNRunner {
  public:
-  EchoRunner(bool isReady, bool fails, float addend)
-      : ready_(isReady), fails_(fails), addend_(addend) {}
+  EchoRunner(bool isReady, bool throws, float added)
+      : ready(isReady), fails(throws), addend(added) {}
 
   void* Run(NNData* data) override {
-    if (fails_) throw std::runtime_error("the echo fails,\nin two lines\n");
-    if (data->data != input_.data()) {
+    if (fails) throw std::runtime_error("the echo fails,\nin two lines\n");
+    if (data->data != input.data()) {
       const auto count = static_cast<std::size_t>(data->channels * data->width * data->height);
-      if (count > input_.size()) return nullptr;
-      NNData view(input_.data(), data->channels, data->width, data->height,
+      if (count > input.size()) return nullptr;
+      NNData view(input.data(), data->channels, data->width, data->height,
                   ImageUtils::ELayoutType::CHW, EDataType::FP32, true);
       DataTransformer::processData(data, &view);
     }
-    std::transform(input_.begin(), input_.end(), output_.begin(),
-                   [this](float value) { return value + addend_; });
-    return output_.data();
+    std::transform(input.begin(), input.end(), output.begin(),
+                   [this](float value) { return value + addend; });
+    return output.data();
   }
-  bool IsReady() override { return ready_; }
-  void* GetInputBuffer() override { return input_.data(); }
+  bool IsReady() override { return ready; }
+  void* GetInputBuffer() override { return input.data(); }
 
  private:
-  bool ready_;
-  bool fails_;
-  float addend_;
-  std::array<float, 24> input_{};
-  std::array<float, 24> output_{};
+  bool ready;
+  bool fails;
+  float addend;
+  std::array<float, 24> input{};
+  std::array<float, 24> output{};
 };
 
 class EchoModel final : public INNModel {
  public:
   explicit EchoModel(const ModelParams& params)
-      : path_(params.path),
-        loaded_(Utility::fileSize(path_ + ".xml") > 0 && Utility::fileSize(path_ + ".bin") > 0 &&
-                Utility::fileSize(params.config.GetDataPath() + "plugins.xml") > 0),
-        threads_(params.config.GetThreadCount()),
-        addend_(params.key == nullptr ? 0.0F : static_cast<float>(params.key[0])) {}
+      : path(params.path),
+        loaded(Utility::fileSize(path + ".xml") > 0 && Utility::fileSize(path + ".bin") > 0 &&
+               Utility::fileSize(params.config.GetDataPath() + "plugins.xml") > 0),
+        threads(params.config.GetThreadCount()),
+        addend(params.key == nullptr ? 0.0F : static_cast<float>(params.key[0])) {}
 
   INNRunner* CreateRunner() override {
-    return new EchoRunner(threads_ != 13, path_.ends_with("fails"), addend_);
+    return new EchoRunner(threads != 13, path.ends_with("fails"), addend);
   }
-  bool IsLoaded() override { return loaded_; }
+  bool IsLoaded() override { return loaded; }
   int GetOutputSize() override { return 24; }
   EDataType GetDataType() override { return EDataType::FP32; }
   ImageUtils::ELayoutType GetLayout() override { return ImageUtils::ELayoutType::CHW; }
 
  private:
-  std::string path_;
-  bool loaded_;
-  int threads_;
-  float addend_;
+  std::string path;
+  bool loaded;
+  int threads;
+  float addend;
 };
 
 }  // namespace
 
-extern "C" OMBREL_API INNModel* Create(ModelParams params) {
+INNModel* Create(ModelParams params) {
   return new EchoModel(params);
 }
-extern "C" OMBREL_API void Initialize() {}
+void Initialize() {}

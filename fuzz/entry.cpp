@@ -1,16 +1,10 @@
 // How an input comes to a target: from libFuzzer, or from the files of the folders that are named.
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <vector>
 
 #include "fuzz_input.h"
-
-void OMB::fuzz::fail(const char* file, int line, const char* condition) {
-  std::fprintf(stderr, "%s:%d: not so: %s\n", file, line, condition);
-  std::abort();
-}
 
 #if defined(OMBREL_LIBFUZZER)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

@@ -7,8 +7,6 @@
 #include <cstring>
 #include <stdexcept>
 #include <string>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include "ombrel/platform/byte_vector.h"
 
@@ -23,7 +21,7 @@ namespace OMB::fuzz {
 /// Takes arguments off the front of an input; an input that is too short goes on as zeros.
 class Input {
  public:
-  Input(const std::uint8_t* data, std::size_t size) : rest_(data, data + size) {}
+  Input(const std::uint8_t* data, std::size_t size) : left(data, data + size) {}
 
   template <typename T>
   T take() {
@@ -32,28 +30,15 @@ class Input {
     std::memcpy(&value, taken.data(), sizeof(T));
     return value;
   }
-  ByteVector bytes(std::size_t count) {
-    ByteVector taken(count);
-    const auto end = rest_.begin() + static_cast<std::ptrdiff_t>(std::min(count, rest_.size()));
-    std::copy(rest_.begin(), end, taken.begin());
-    rest_.erase(rest_.begin(), end);
-    return taken;
-  }
-  ByteVector rest() const { return rest_; }
+  ByteVector bytes(std::size_t count);
+  ByteVector rest() const { return left; }
 
  private:
-  ByteVector rest_;
+  ByteVector left;
 };
 
-/// A file in memory, with this content.
-inline const std::string& fileOf(const ByteVector& bytes, int* descriptor = nullptr) {
-  static const int file = memfd_create("fuzz", MFD_CLOEXEC);
-  static const std::string path = "/proc/self/fd/" + std::to_string(file);
-  REQUIRE(ftruncate(file, 0) == 0);
-  REQUIRE(pwrite(file, bytes.data(), bytes.size(), 0) == static_cast<ssize_t>(bytes.size()));
-  if (descriptor != nullptr) *descriptor = file;
-  return path;
-}
+/// A file in memory, with this content until the next call. Its path, and its descriptor if asked.
+const std::string& fileOf(const ByteVector& bytes, int* descriptor = nullptr);
 
 /// The target: runs one input.
 void run(Input input);

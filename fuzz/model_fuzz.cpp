@@ -3,13 +3,12 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <unistd.h>
 
-#include "ombrel/model/entry_points.h"
+#include "ombrel/model/backend.h"
 
 #include "engine/inference_engine.h"
 #include "fuzz_input.h"
-
-extern "C" OMB::INNModel* Create(OMB::ModelParams params);
 
 namespace OMB::fuzz {
 namespace {
@@ -31,8 +30,8 @@ struct Folder {
 
 void run(Input input) {
   static const Folder folder;
-  constexpr unsigned char plugins[] = "<ie><plugins/></ie>";
-  folder.write("plugins.xml", ByteVector(plugins, plugins + sizeof(plugins) - 1));
+  constexpr unsigned char kPlugins[] = "<ie><plugins/></ie>";
+  folder.write("plugins.xml", ByteVector(kPlugins, kPlugins + sizeof(kPlugins) - 1));
   const bool sealed = input.take<std::uint8_t>() != 0;
   const std::size_t textSize = input.take<std::uint16_t>();
   folder.write("pair.xml", input.bytes(std::min(textSize, input.rest().size())));

@@ -4,13 +4,11 @@
 #include <memory>
 #include <string>
 
-#include "ombrel/model/entry_points.h"
+#include "ombrel/model/backend.h"
 
 #include "files.h"
 #include "seal_command.h"
 #include "support.h"
-
-extern "C" OMB::INNModel* Create(OMB::ModelParams params);
 
 namespace OMB::test {
 

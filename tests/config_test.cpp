@@ -125,7 +125,7 @@ TEST_F(ConfigTest, MergesFilesAndKeepsTheRecordOfAMissingOne) {
   }
 }
 
-TEST_F(ConfigTest, MovesAndLimits) {
+TEST_F(ConfigTest, MovesTakeThePathOnlyAndThreadCountsEndAtOne) {
   const std::string path = "a path that is too long to be kept inside the string itself/";
   config.SetBackend(EBackend::UNDEFINED);
   config.SetThreadCount(7);

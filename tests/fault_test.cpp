@@ -177,7 +177,7 @@ TEST_F(Fault, OfTheEngineComesOutWhereItIsCaught) {
   EXPECT_FALSE(std::unique_ptr<INNRunner>(load()->CreateRunner())->IsReady());
 }
 
-TEST_F(Fault, OfAFileBetweenItsSizeAndItsBytes) {
+TEST_F(Fault, OfAFileBetweenItsSizeAndItsBytesGivesWhatWasRead) {
   const std::string nothing(16, '\0'), start = "01" + std::string(14, '\0');
   const struct {
     std::string change;
@@ -221,7 +221,7 @@ TEST_F(Fault, OfHugePagesToPayOffLeavesTheRestToSmallOnes) {
 }
 
 // What was not read is refused.
-TEST_F(Fault, OfADependencysFile) {
+TEST_F(Fault, OfADependencysFileRefusesIt) {
   const std::string path = folder.add("whole", "changing.so");
   const Repository<Dependency> dependencies = listed("changing", path);
   const auto check = [&] { return HashChecker().Check(dependencies, folder.path()); };
@@ -235,7 +235,7 @@ TEST_F(Fault, OfADependencysFile) {
   EXPECT_EQ(check(), PLUGIN_OK);
 }
 
-TEST_F(Fault, OfEveryAllocationFromCreateToRun) {
+TEST_F(Fault, OfEveryAllocationFromCreateToRunLeavesNoBlock) {
   // Two blocks of ciphertext whose plaintext ends in 16, which takes the last one off.
   ByteVector key = test::fromHex("2b7e151628aed2a6abf7158809cf4f3c");
   for (std::size_t i = 0; i < key.size(); ++i) {
@@ -280,7 +280,7 @@ void forget(const std::string& name) {
   table.drop(table.find_or_create(name));
 }
 
-TEST_F(Fault, OfEveryAllocationFromLoadToAPlugin) {
+TEST_F(Fault, OfEveryAllocationFromLoadToAPluginLeavesNoBlock) {
   const std::string names[] = {"plugin with a name that is long as well",
                                "dependency of a plugin with a long name"};
   for (const std::string& name : names) folder.add("whole", name + ".so");

@@ -1,26 +1,29 @@
 // Image data: the conversions against their plainest form, on every instruction set that the
 // machine has, and the records around them.
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <limits>
 #include <memory>
 #include <new>
 #include <random>
+#include <string>
 #include <tuple>
 #include <type_traits>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <hwy/targets.h>
 
 #include "ombrel/image/data_transformer.h"
 #include "ombrel/image/nn_data.h"
 #include "ombrel/image/transform_image.h"
 
 #include "expected_conversion.h"
+#include "image/instruction_sets.h"
 
 namespace OMB {
 namespace {
@@ -28,13 +31,11 @@ namespace {
 using ImageUtils::EFormat;
 using ImageUtils::ELayoutType;
 using ImageUtils::TransformImage;
+using enum ELayoutType;
 using test::expectedBlock;
 using testing::Each;
 using Byte = unsigned char;
 using Sizes = std::array<int, 3>;
-
-constexpr ELayoutType CHW = ELayoutType::CHW;
-constexpr ELayoutType HWC = ELayoutType::HWC;
 
 constexpr float kInf = std::numeric_limits<float>::infinity();
 constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
@@ -67,19 +68,49 @@ std::vector<S> anySamples(std::size_t count) {
   return samples;
 }
 
-/// Makes the call as on machines that have only one of this machine's instruction sets each.
+/// Makes the call once for each instruction set that this machine has and the kernels are built
+/// for.
 template <typename Call>
 void onEveryTarget(const Call& call) {
   const auto choose = [](std::int64_t target) {
     hwy::SetSupportedTargetsForTest(target);
     hwy::GetChosenTarget().Update(hwy::SupportedTargets());
   };
-  for (std::int64_t left = hwy::SupportedTargets(); left != 0; left &= left - 1) {
-    SCOPED_TRACE(hwy::TargetName(left & -left));
-    choose(left & -left);
+  for (const std::int64_t target : hwy::SupportedAndGeneratedTargets()) {
+    choose(target);
     call();
   }
   choose(0);
+}
+
+template <typename T>
+constexpr const char* kType = std::is_same_v<T, float> ? "FP32" : "U8";
+
+std::string nameOf(ELayoutType layout) {
+  if (layout == CHW) return "CHW";
+  return layout == HWC ? "HWC" : "layout " + std::to_string(static_cast<int>(layout));
+}
+
+/// Two blocks that are to be the same, bit by bit: says where they first differ. What is not of the
+/// block itself is its border.
+template <typename D>
+testing::AssertionResult sameSamples(const std::vector<D>& expected, const std::vector<D>& actual,
+                                     std::ptrdiff_t start, const Sizes& sizes, ELayoutType order) {
+  const auto differ = [](D a, D b) { return std::memcmp(&a, &b, sizeof(D)) != 0; };
+  const auto [wanted, found] =
+      std::mismatch(expected.begin(), expected.end(), actual.begin(), std::not_fn(differ));
+  if (wanted == expected.end()) return testing::AssertionSuccess();
+  const std::ptrdiff_t index = wanted - expected.begin() - start;
+  const int pixels = sizes[0] * sizes[1];
+  auto failure = testing::AssertionFailure();
+  if (index < 0 || index >= pixels * sizes[2]) {
+    failure << "the border, " << index << " elements from the start";
+  } else {
+    const std::ptrdiff_t pixel = order == HWC ? index / sizes[2] : index % pixels;
+    failure << "pixel " << pixel % sizes[0] << "," << pixel / sizes[0] << " channel "
+            << (order == HWC ? index % sizes[2] : index / pixels);
+  }
+  return failure << " is " << +*found << " and not " << +*wanted;
 }
 
 template <typename Pair>
@@ -103,9 +134,10 @@ class Transform : public testing::Test {
     std::copy(block.begin(), block.end(), expected.begin() + dstStart);
     ASSERT_TRUE((TransformImage<Src, Dst>(src, dst.data() + dstStart, sizes[0], sizes[1], sizes[2],
                                           from, to)));
-    ASSERT_EQ(std::memcmp(dst.data(), expected.data(), dst.size() * sizeof(Dst)), 0)
-        << sizes[0] << "x" << sizes[1] << "x" << sizes[2] << " in " << static_cast<int>(from)
-        << " to " << static_cast<int>(to) << " from " << srcStart << " to " << dstStart;
+    ASSERT_TRUE(sameSamples(expected, dst, dstStart, sizes, to))
+        << kType<Src> << " " << nameOf(from) << " to " << kType<Dst> << " " << nameOf(to) << ", "
+        << sizes[0] << "x" << sizes[1] << "x" << sizes[2] << ", starts at " << srcStart << " and "
+        << dstStart << ", by " << hwy::TargetName(hwy::SupportedAndGeneratedTargets()[0]);
   }
 };
 
@@ -212,7 +244,7 @@ TEST(Allocations, AreRefusedOnlyWhereTheCountIsNegativeOrTooLarge) {
       EXPECT_NE(NNData(nullptr, a, b, c, CHW, element, false).getData(), nullptr);
     }
     for (const auto& [a, b, c] : refused) {
-      EXPECT_THROW(TransformImage(nullptr, a, b, c, format), std::bad_alloc) << a << b << c;
+      EXPECT_THROW((void)TransformImage(nullptr, a, b, c, format), std::bad_alloc) << a << b << c;
       EXPECT_THROW(NNData(nullptr, a, b, c, CHW, element, false), std::bad_alloc) << a << b << c;
     }
   }
@@ -248,6 +280,12 @@ TYPED_TEST(Transform, IsChosenByTheTypesOfTheDataAndTakesTheSizesOfTheSource) {
     EXPECT_EQ(std::memcmp(target.data(), expected.data(), 4 * sizeof(D)), 0);
   }
   EXPECT_EQ(fields(dst), std::tuple(HWC, dst.type, 9, -9, 0, true, target.data()));
+}
+
+TEST(DataTransformer, IsCopiedMovedAndAssigned) {
+  DataTransformer first, copy(first), moved(std::move(copy));
+  EXPECT_EQ(&(first = moved), &first);
+  EXPECT_EQ(&(first = DataTransformer()), &first);
 }
 
 TEST(NNData, OwnsACopyOfWhatItIsGiven) {

@@ -45,7 +45,7 @@ void setLastError(int code) {
 #endif
 }
 
-TEST(Text, OfErrorCodes) {
+TEST(Text, OfAnErrorCodeIsTheSystemsAndOfTheLastErrorForMinusOne) {
   const std::pair<int, const char*> fixed[] = {{0, ""},
                                                {2, "No such file or directory"},
                                                {13, "Permission denied"},

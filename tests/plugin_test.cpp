@@ -206,7 +206,7 @@ TEST_F(PluginTest, ADynamicPluginLoadsTestsAndInitializes) {
   expectLibrary(plugin, true);
 }
 
-TEST_F(PluginTest, EntriesOfADynamicPlugin) {
+TEST_F(PluginTest, ADynamicPluginHasTheEntriesOfItsOwnLibraryOnly) {
   for (const char* fixture : {"no_create", "no_initialize", "entries", "whole"})
     folder.add(fixture);
   DynamicPlugin noCreate = dynamic("no_create");
@@ -229,7 +229,7 @@ TEST_F(PluginTest, HostAndPluginShareTheFramework) {
   PluginManager manager;
   manager.SetPluginsDirectory(folder.path().c_str());
   DynamicPlugin guest = dynamic("guest");
-  EXPECT_THROW(manager.Load(guest), std::out_of_range);
+  EXPECT_THROW((void)manager.Load(guest), std::out_of_range);
 
   Config config;
   config.SetDataPath(name);
@@ -276,7 +276,7 @@ TEST(PluginManager, LoadsEachNameOnce) {
     EXPECT_EQ(manager.Load(*plugin), INTEGRITY_CHECK_FAILED);
     manager.SetPluginsDirectory("throw");
     EXPECT_STREQ(manager.GetPluginsDirectory(), "throw");
-    EXPECT_THROW(manager.Load(*plugin), std::runtime_error);
+    EXPECT_THROW((void)manager.Load(*plugin), std::runtime_error);
     EXPECT_FALSE(manager.IsLoaded(*plugin));
     manager.SetPluginsDirectory("");
     EXPECT_EQ(manager.Load(*plugin), PLUGIN_OK);

@@ -52,7 +52,7 @@ class Soak : public test::BackendTest {
   }
 };
 
-TEST_F(Soak, RunsRunnersAndModels) {
+TEST_F(Soak, RunsRunnersAndModelsHoldNoMore) {
   const std::string base = pair("net", test::doublingNetwork({1, 3, 2, 4}));
   const auto model = load(base);
   std::vector<std::unique_ptr<INNRunner>> runners;
@@ -75,7 +75,7 @@ TEST_F(Soak, RunsRunnersAndModels) {
 }
 
 // A manager keeps what it has loaded, so each round has managers of its own.
-TEST_F(Soak, PluginLoadsByTwoManagers) {
+TEST_F(Soak, PluginLoadsByTwoManagersHoldNoMore) {
   const FixtureFolder libraries;
   libraries.add("whole");
   Repository<Dependency> none;

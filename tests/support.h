@@ -29,20 +29,20 @@ class TemporaryDirectory {
  public:
   TemporaryDirectory() {
     static std::atomic<int> count = 0;
-    path_ =
+    folder =
         std::filesystem::temp_directory_path() /
         ("ombrel-test-" + std::to_string(std::random_device()()) + "-" + std::to_string(count++));
-    std::filesystem::create_directories(path_);
+    std::filesystem::create_directories(folder);
   }
   TemporaryDirectory(const TemporaryDirectory&) = delete;
   TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
   ~TemporaryDirectory() {
     std::error_code ignored;  // a loaded library can't be removed everywhere
-    std::filesystem::remove_all(path_, ignored);
+    std::filesystem::remove_all(folder, ignored);
   }
 
-  const std::filesystem::path& path() const { return path_; }
-  std::string operator/(std::string_view name) const { return utf8Of(path_ / pathOf(name)); }
+  const std::filesystem::path& path() const { return folder; }
+  std::string operator/(std::string_view name) const { return utf8Of(folder / pathOf(name)); }
 
   /// Writes a file and returns its path.
   std::string write(std::string_view name, std::string_view contents) const {
@@ -59,19 +59,19 @@ class TemporaryDirectory {
   /// Makes a folder inside whose path is longer than the 260 characters that Windows takes without
   /// being told in front of it, and returns it with a separator behind.
   std::string addDeep() const {
-    std::filesystem::path folder = path_;
+    std::filesystem::path deepest = folder;
 #if defined(_WIN32)
-    folder = L"\\\\?\\" + path_.wstring();
+    deepest = L"\\\\?\\" + folder.wstring();
 #endif
     for (int depth = 0; depth < 5; ++depth) {
-      folder /= std::string(60, 'd');
-      std::filesystem::create_directory(folder);
+      deepest /= std::string(60, 'd');
+      std::filesystem::create_directory(deepest);
     }
-    return utf8Of(folder / "");
+    return utf8Of(deepest / "");
   }
 
  private:
-  std::filesystem::path path_;
+  std::filesystem::path folder;
 };
 
 /// The bytes of a file.

@@ -5,10 +5,9 @@
 #include <cstring>
 #include <type_traits>
 
+#include "image/instruction_sets.h"
 #include "image/transform_plain.h"
 
-// Machines without SSE4 are too rare to build for; they take the plain form.
-#define HWY_DISABLED_TARGETS HWY_SSSE3
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "image/transform_kernels.cpp"
 #include <hwy/foreach_target.h>  // compiles this file once more for each instruction set

@@ -47,10 +47,10 @@ std::optional<EBackend> EBackend::FindByName(const char* name) noexcept {
 }
 
 const char* EBackend::GetName() const noexcept {
-  // For who asks while other units of the library are still being initialised.
+  // For whoever asks while other units of the library are still being initialised.
   InitNames();
   for (std::size_t i = 0; i < values.size(); ++i) {
-    if (values[i] == value_) return names[i];
+    if (values[i] == value) return names[i];
   }
   return nullptr;
 }

@@ -10,6 +10,7 @@ namespace OMB {
 class OMBREL_API DataTransformer {
  public:
   DataTransformer() = default;
+  DataTransformer(const DataTransformer&) = default;
   DataTransformer& operator=(const DataTransformer&) noexcept { return *this; }
   DataTransformer& operator=(DataTransformer&&) noexcept { return *this; }
 

@@ -24,8 +24,9 @@ namespace OMB::ImageUtils {
 ///
 /// Instantiated for S and D of unsigned char and float, and for nothing else.
 template <typename S, typename D>
-bool TransformImage(const S* src, D* dst, std::int32_t width, std::int32_t height,
-                    std::int32_t channels, ELayoutType srcLayout, ELayoutType dstLayout);
+[[nodiscard]] bool TransformImage(const S* src, D* dst, std::int32_t width, std::int32_t height,
+                                  std::int32_t channels, ELayoutType srcLayout,
+                                  ELayoutType dstLayout);
 
 extern template OMBREL_API bool TransformImage<unsigned char, unsigned char>(
     const unsigned char*, unsigned char*, std::int32_t, std::int32_t, std::int32_t, ELayoutType,
@@ -50,7 +51,8 @@ extern template OMBREL_API bool TransformImage<float, float>(const float*, float
 /// be null when the sizes are positive. No argument is tested: a count of 0 gives an empty array,
 /// two negative sizes an uninitialised one. Throws std::bad_alloc when the allocation fails or the
 /// count is negative or does not fit a signed 32-bit integer.
-OMBREL_API float* TransformImage(const void* data, std::int32_t width, std::int32_t height,
-                                 std::int32_t channels, EFormat format);
+[[nodiscard]] OMBREL_API float* TransformImage(const void* data, std::int32_t width,
+                                               std::int32_t height, std::int32_t channels,
+                                               EFormat format);
 
 }  // namespace OMB::ImageUtils

@@ -14,14 +14,14 @@ class OMBREL_API EBackend {
  public:
   enum Value : std::uint8_t { OV_CPU = 1, TF_CPU, TF_GPU, AUTO, UNDEFINED };
 
-  constexpr EBackend(Value value) noexcept : value_(value) {}  // NOLINT: an enumerator is a backend
-  constexpr operator Value() const noexcept {
-    return value_;
-  }  // NOLINT: so that it can be compared
+  // NOLINTNEXTLINE(google-explicit-constructor): an enumerator is a backend
+  constexpr EBackend(Value backend) noexcept : value(backend) {}
+  // NOLINTNEXTLINE(google-explicit-constructor): so that it can be compared
+  constexpr operator Value() const noexcept { return value; }
 
   /// The backend whose name is exactly `name` (NUL-terminated, not null), or nothing. Case matters
   /// and no blank is forgiven.
-  static std::optional<EBackend> FindByName(const char* name) noexcept;
+  [[nodiscard]] static std::optional<EBackend> FindByName(const char* name) noexcept;
 
   /// The backend's name, a constant that lives as long as the library; null for a value outside the
   /// enumeration.
@@ -32,7 +32,7 @@ class OMBREL_API EBackend {
   static void InitNames() noexcept;
 
  private:
-  Value value_;
+  Value value;
 };
 
 }  // namespace OMB

@@ -50,7 +50,7 @@ class OMBREL_API Config {
   /// Returns false, with the record unchanged, if the file cannot be opened; else true. Tells on
   /// standard output of a missing file, an unknown key and an unknown backend name. Throws only
   /// std::bad_alloc.
-  bool Read(const char* path);
+  [[nodiscard]] bool Read(const char* path);
 
  private:
   EBackend backend = EBackend::AUTO;

@@ -15,10 +15,10 @@ class INNFrontend {
 
   /// Prepares `image` for a network and returns the prepared record, which belongs to the front end
   /// and lives until the next call; null if it can't be prepared.
-  virtual NNData* Prepare(const NNData* image) = 0;
+  [[nodiscard]] virtual NNData* Prepare(const NNData* image) = 0;
 
   /// True when the front end can prepare images.
-  virtual bool IsReady() = 0;
+  [[nodiscard]] virtual bool IsReady() = 0;
 
  protected:
   INNFrontend() = default;

@@ -18,10 +18,10 @@ class INNModel {
   /// not be prepared, such as one of a model that did not load, says so by INNRunner::IsReady. Each
   /// runner pays for a compilation of the network. Throws std::bad_alloc when there is no memory
   /// for the object itself.
-  virtual INNRunner* CreateRunner() = 0;
+  [[nodiscard]] virtual INNRunner* CreateRunner() = 0;
 
   /// True when the load succeeded. A host has to ask: a failed load yields a model too.
-  virtual bool IsLoaded() = 0;
+  [[nodiscard]] virtual bool IsLoaded() = 0;
 
   /// Number of elements of the network's first output, multiplied in 32 bits; the first by name, of
   /// batch size 1. Ask only a model that is loaded.

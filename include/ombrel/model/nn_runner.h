@@ -25,10 +25,10 @@ class INNRunner {
   /// null if the runner is not ready, or if the image would have to be converted and has more
   /// elements than the input memory. Blocks until the network has run. Exceptions of the engine
   /// pass through, and the runner can be used again after one.
-  virtual void* Run(NNData* data) = 0;
+  [[nodiscard]] virtual void* Run(NNData* data) = 0;
 
   /// True when the runner can run. Settled at construction.
-  virtual bool IsReady() = 0;
+  [[nodiscard]] virtual bool IsReady() = 0;
 
   /// The memory that the network reads its input from: FP32 elements in CHW order, the same address
   /// at every call for the life of the runner, to which it belongs. Ask only a runner that is

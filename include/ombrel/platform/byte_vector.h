@@ -14,7 +14,7 @@ namespace OMB {
 /// system, already zero and in huge pages while those pay, since page faults cost more than
 /// anything done with such a block. Throws std::bad_alloc. Release with releaseBytes and the same
 /// size.
-OMBREL_API void* allocateBytes(std::size_t size);
+[[nodiscard]] OMBREL_API void* allocateBytes(std::size_t size);
 
 /// Releases a block of allocateBytes. A null block is fine.
 OMBREL_API void releaseBytes(void* block, std::size_t size) noexcept;
@@ -31,9 +31,10 @@ class ByteAllocator {
 
   ByteAllocator() = default;
   template <typename U>
-  ByteAllocator(const ByteAllocator<U>&) noexcept {}  // NOLINT: allocators convert
+  // NOLINTNEXTLINE(google-explicit-constructor): allocators convert
+  ByteAllocator(const ByteAllocator<U>&) noexcept {}
 
-  T* allocate(std::size_t count) { return static_cast<T*>(allocateBytes(count)); }
+  [[nodiscard]] T* allocate(std::size_t count) { return static_cast<T*>(allocateBytes(count)); }
   void deallocate(T* block, std::size_t count) noexcept { releaseBytes(block, count); }
 
   void construct(T* /*element, zero already*/) noexcept {}

@@ -33,7 +33,7 @@ class OMBREL_API Library {
   /// with and without the prefix "lib" and the platform's suffix, as long as the answer is that
   /// there is no such file; any other failure ends the search. A handle that holds a load, even of
   /// a library that failed to open, tries nothing: it returns whether the library is open.
-  bool load();
+  [[nodiscard]] bool load();
 
   /// Gives up this handle's load. Returns true if the module is closed now; false if this handle
   /// held no load, if others hold one, or if the close failed.

@@ -16,6 +16,6 @@ namespace OMB::Utility {
 /// directory that the platform refuses prints one to standard error, and `library` is not touched.
 ///
 /// Threads: the search directory belongs to the process. Run one call at a time.
-OMBREL_API bool LoadLibraryA(const char* searchDirectory, Library& library);
+[[nodiscard]] OMBREL_API bool LoadLibraryA(const char* searchDirectory, Library& library);
 
 }  // namespace OMB::Utility

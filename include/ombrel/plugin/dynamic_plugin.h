@@ -45,10 +45,10 @@ class OMBREL_API DynamicPlugin : public Plugin {
   ///
   /// Returns PLUGIN_LOAD_FAILED, with a second line on standard output, if the library cannot be
   /// loaded, the code of the test if that fails, INITIALIZE_MISSING, or PLUGIN_OK.
-  int Load(std::string directory) override;
+  [[nodiscard]] int Load(std::string directory) override;
 
   /// The clone has a checker of its own and an empty directory.
-  Plugin* Clone() const override;
+  [[nodiscard]] Plugin* Clone() const override;
 
  private:
   void* GetMethod(const char* methodName) const;

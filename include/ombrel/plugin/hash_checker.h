@@ -25,7 +25,8 @@ class OMBREL_API IHashChecker {
   IHashChecker& operator=(const IHashChecker&) = delete;
 
   /// See HashChecker::Check.
-  virtual int Check(const Repository<Dependency>& dependencies, std::string directory) const = 0;
+  [[nodiscard]] virtual int Check(const Repository<Dependency>& dependencies,
+                                  std::string directory) const = 0;
 
   static void operator delete(IHashChecker* checker, std::destroying_delete_t) noexcept;
 
@@ -56,14 +57,15 @@ class OMBREL_API HashChecker final : public IHashChecker {
   ///
   /// Threads: no state, but the loader's search directory belongs to the process: one call at a
   /// time.
-  int Check(const Repository<Dependency>& dependencies, std::string directory) const override;
+  [[nodiscard]] int Check(const Repository<Dependency>& dependencies,
+                          std::string directory) const override;
 };
 
 /// Makes checkers.
 class OMBREL_API HashCheckerFactory {
  public:
   /// A new HashChecker, which the caller owns and deletes through the pointer.
-  IHashChecker* Create() const;
+  [[nodiscard]] IHashChecker* Create() const;
 };
 
 }  // namespace OMB

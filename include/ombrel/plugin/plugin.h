@@ -37,10 +37,10 @@ class OMBREL_API Plugin {
   /// Brings the plug-in into the process, proves its dependencies with `directory` in the loader's
   /// search, and calls the initialize entry. Returns PLUGIN_OK or a negative code; what was loaded
   /// by then stays loaded.
-  virtual int Load(std::string directory) = 0;
+  [[nodiscard]] virtual int Load(std::string directory) = 0;
 
   /// A new object of the same class, which the caller owns.
-  virtual Plugin* Clone() const = 0;
+  [[nodiscard]] virtual Plugin* Clone() const = 0;
 
   /// Both point into the object.
   const char* GetName() const noexcept { return name.c_str(); }
@@ -48,10 +48,10 @@ class OMBREL_API Plugin {
 
  protected:
   /// The result of IHashChecker::Check on the plug-in's dependencies.
-  int CheckHashes(std::string directory) const;
+  [[nodiscard]] int CheckHashes(std::string directory) const;
   /// What every plug-in's Load ends in: CheckHashes, then a call of the initialize entry. Returns
   /// the code of the test if it fails, INITIALIZE_MISSING if there is no such entry, or PLUGIN_OK.
-  int TestAndInitialize(const std::string& directory) const;
+  [[nodiscard]] int TestAndInitialize(const std::string& directory) const;
   const Repository<Dependency>& GetDependencies() const noexcept { return dependencies; }
 
  private:

@@ -35,7 +35,7 @@ class OMBREL_API PluginManager {
   /// Loads the plug-in unless one of its name was loaded before. Returns PLUGIN_OK or the negative
   /// code of Plugin::Load; a plug-in that failed can be tried again. The object stays the caller's,
   /// who may destroy it at once. Exceptions of the plug-in, and std::bad_alloc, pass through.
-  int Load(Plugin& plugin);
+  [[nodiscard]] int Load(Plugin& plugin);
 
  private:
   std::string CopyPluginsDirectory();

@@ -23,10 +23,10 @@ class OMBREL_API StaticPlugin : public Plugin {
   /// Tests the dependencies, then calls the initialize entry. Returns the code of the test if it
   /// fails, INITIALIZE_MISSING if there is no such entry, else PLUGIN_OK. Prints nothing of its
   /// own.
-  int Load(std::string directory) override;
+  [[nodiscard]] int Load(std::string directory) override;
 
   /// The clone has a checker of its own.
-  Plugin* Clone() const override;
+  [[nodiscard]] Plugin* Clone() const override;
 
  private:
   InitializeFunction initialize;

@@ -1,0 +1,108 @@
+#include "failing_allocations.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+#include <stdexcept>
+#include <sys/mman.h>
+#include <utility>
+
+#include <gtest/gtest.h>
+#include <openssl/crypto.h>
+
+namespace {
+
+thread_local int untilFailure = 0;  // 0: nothing fails; -1: it has failed
+thread_local int spared = 0;
+std::atomic<long> liveBlocks{0};
+
+bool fails() {
+  if (spared != 0 || untilFailure <= 0 || --untilFailure != 0) return false;
+  untilFailure = -1;
+  return true;
+}
+
+void* counted(void* block) {
+  liveBlocks += block != nullptr;
+  return block;
+}
+
+}  // namespace
+
+namespace OMB::test {
+
+Spared::Spared() {
+  ++spared;
+}
+Spared::~Spared() {
+  --spared;
+}
+
+int failEachAllocation(const std::function<void()>& road, const std::function<void()>& after) {
+  road();  // fills what is made once and kept
+  after();
+  for (int number = 1;; ++number) {
+    SCOPED_TRACE(number);
+    const long before = liveBlocks;
+    untilFailure = number;
+    try {
+      road();
+    } catch (const std::bad_alloc&) {
+    } catch (const std::length_error&) {
+    }
+    const bool failed = std::exchange(untilFailure, 0) < 0;
+    after();
+    EXPECT_EQ(liveBlocks, before);
+    if (!failed) return number - 1;
+  }
+}
+
+}  // namespace OMB::test
+
+extern "C" {
+void* __real_malloc(std::size_t size);
+void* __real_calloc(std::size_t count, std::size_t size);
+void __real_free(void* block);
+void* __real_mmap(void* address, std::size_t size, int protection, int flags, int file, off_t at);
+
+void* __wrap_malloc(std::size_t size) {
+  return fails() ? nullptr : counted(__real_malloc(size));
+}
+void* __wrap_calloc(std::size_t count, std::size_t size) {
+  return fails() ? nullptr : counted(__real_calloc(count, size));
+}
+void __wrap_free(void* block) {
+  liveBlocks -= block != nullptr;
+  __real_free(block);
+}
+void* __wrap_mmap(void* address, std::size_t size, int protection, int flags, int file, off_t at) {
+  return fails() ? MAP_FAILED : __real_mmap(address, size, protection, flags, file, at);
+}
+}
+
+// Not inlined, where the compiler would take the pair for a mismatch.
+[[gnu::noinline]] void* operator new(std::size_t size) {
+  void* block = std::malloc(size + (size == 0));
+  return block != nullptr ? block : throw std::bad_alloc();
+}
+[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  return std::malloc(size + (size == 0));
+}
+[[gnu::noinline]] void operator delete(void* block) noexcept {
+  std::free(block);
+}
+[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept {
+  std::free(block);
+}
+
+namespace {
+
+// Libcrypto's blocks fail as well, but are not counted: it keeps the texts of its errors.
+[[maybe_unused]] const int cryptoFails = CRYPTO_set_mem_functions(
+    [](std::size_t size, const char*, int) { return fails() ? nullptr : __real_malloc(size); },
+    [](void* block, std::size_t size, const char*, int) {
+      return fails() ? nullptr : std::realloc(block, size);
+    },
+    [](void* block, const char*, int) { __real_free(block); });
+
+}  // namespace
