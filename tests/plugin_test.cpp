@@ -5,6 +5,10 @@
 #include <thread>
 #include <vector>
 
+#if !defined(_WIN32)
+#include <dlfcn.h>
+#endif
+
 #include <gmock/gmock.h>
 
 #include "ombrel/ombrel.h"
@@ -130,6 +134,94 @@ TEST_F(PluginTest, TheFirstBadDependencyEndsTheTest) {
   });
   EXPECT_EQ(gone.out + gone.error, "");
 }
+
+// What is tested has to be what is mapped, however the names on disk have changed since.
+TEST_F(PluginTest, AFileThatIsNotTheMappedOneIsRefused) {
+  const auto whole = [&](const char* file) { return folder.add("whole", file); };
+  const HashRange right = digestOf(whole("good" SUFFIX));
+  folder.add("no_create", "bad" SUFFIX);
+  const auto refused = [&](const std::string& name) {
+    int code = PLUGIN_OK;
+    printedBy([&] { code = check({{name.c_str(), {right}}}); });
+    return code == INTEGRITY_CHECK_FAILED;
+  };
+  EXPECT_TRUE(refused("bad"));
+  folder.takeAway("bad" SUFFIX);
+  whole("bad" SUFFIX);
+  EXPECT_TRUE(refused("bad")) << "repaired, and tried again";
+
+  // Exchanged behind the load, as a library can do itself while it is loaded.
+  folder.add("no_create", "own" SUFFIX);
+  Library own(folder.path("own" SUFFIX));
+  ASSERT_TRUE(own.load());
+  folder.takeAway("own" SUFFIX);
+  whole("own" SUFFIX);
+  EXPECT_TRUE(refused("own"));
+}
+
+#if !defined(_WIN32)
+TEST_F(PluginTest, AModuleThatAnotherNameOfTheDependencyLeadsToIsRefused) {
+  for (const char* name : {"top", "middle", "deep"}) folder.add(name);
+  const auto listed = {Dependency("deep", {digestOf(folder.path("libdeep.so"))})};
+  // The plug-in binds to this one, while the file in its folder is the one that is listed.
+  const FixtureFolder elsewhere;
+  Library alias(elsewhere.add("deep", "alias.so"));
+  ASSERT_TRUE(alias.load());
+  EXPECT_EQ(dynamic("top", listed).Load(folder.path()), INTEGRITY_CHECK_FAILED);
+}
+
+TEST_F(PluginTest, AModuleWhoseNameLeadsElsewhereIsRefused) {
+  const FixtureFolder other;
+  const HashRange right = digestOf(other.add("whole", "moved.so"));
+  folder.add("no_create", "moved.so");
+  const auto before = std::filesystem::current_path();
+  std::filesystem::current_path(folder.path());
+  void* const module = dlopen("./moved.so", RTLD_NOW);
+  std::filesystem::current_path(other.path());
+  EXPECT_EQ(check({{"moved", {right}}}), INTEGRITY_CHECK_FAILED);
+  std::filesystem::current_path(before);
+  dlclose(module);
+
+  // A path that is told cut, and a good file where the cut one leads to.
+  std::string deep = folder.addDeep();
+  const std::string cut = (deep + std::string(300, 'x')).substr(0, 259);
+  deep += std::string(255 - 3, 'x') + ".so";
+  std::filesystem::copy_file(folder.path("moved.so"), deep);
+  std::filesystem::create_directories(std::filesystem::path(cut).parent_path());
+  if (!std::filesystem::exists(cut)) std::filesystem::copy_file(other.path("moved.so"), cut);
+  EXPECT_NE(check({{deep.c_str(), {right}}}), PLUGIN_OK);
+}
+
+// Somebody renames good and bad files over the name all the while; what passed has to be good.
+TEST_F(PluginTest, ARaceOfRenamesNeverPassesABadFile) {
+  const std::string good = folder.add("whole"), bad = folder.add("no_create");
+  const HashRange right = digestOf(good);
+  std::atomic<int> round = 0;
+  std::jthread attacker([&](const std::stop_token& stop) {
+    while (!stop.stop_requested()) {
+      const std::string target = folder.path("race" + std::to_string(round) + SUFFIX);
+      for (const std::string& file : {good, bad}) {
+        const std::string copy = folder.path("copy");
+        std::filesystem::copy_file(file, copy);
+        std::filesystem::rename(copy, target);
+      }
+    }
+  });
+  int passed = 0, lied = 0;
+  for (; round < 200; ++round) {
+    const std::string name = "race" + std::to_string(round);
+    while (!std::filesystem::exists(folder.path(name + SUFFIX))) std::this_thread::yield();
+    printedBy([&] {
+      if (check({{name.c_str(), {right}}}) != PLUGIN_OK) return;
+      ++passed;
+      lied += Library(name).get_method("Create") == nullptr;
+    });
+  }
+  EXPECT_EQ(lied, 0);
+  EXPECT_GT(passed, 0);
+  std::printf("%d of 200 passed\n", passed);
+}
+#endif
 
 TEST(HashChecker, EndsThroughItsInterface) {
   const std::unique_ptr<IHashChecker> checker(HashCheckerFactory().Create());
