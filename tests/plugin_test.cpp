@@ -338,24 +338,24 @@ class ProbePlugin : public StaticPlugin {
  public:
   using Notes = std::shared_ptr<std::vector<std::string>>;
 
-  ProbePlugin(const std::string& id, Notes notes)
-      : StaticPlugin(id.c_str(), nullptr, nullptr, "", {}), notes_(std::move(notes)) {}
+  ProbePlugin(const std::string& id, Notes shared)
+      : StaticPlugin(id.c_str(), nullptr, nullptr, "", {}), notes(std::move(shared)) {}
 
   int Load(std::string directory) override {
-    notes_->push_back(directory);
-    const std::size_t count = notes_->size();
+    notes->push_back(directory);
+    const std::size_t count = notes->size();
     std::this_thread::yield();
-    EXPECT_EQ(notes_->size(), count) << "another load came between";
-    if (directory == "rename") Plugin::operator=(ProbePlugin("name", notes_));
+    EXPECT_EQ(notes->size(), count) << "another load came between";
+    if (directory == "rename") Plugin::operator=(ProbePlugin("name", notes));
     return directory == "fail" ? INTEGRITY_CHECK_FAILED : PLUGIN_OK;
   }
   Plugin* Clone() const override {
-    if (notes_->back() == "throw") throw std::runtime_error("no clone");
+    if (notes->back() == "throw") throw std::runtime_error("no clone");
     return new ProbePlugin(*this);
   }
 
  private:
-  Notes notes_;  // each plug-in is an owner
+  Notes notes;  // each plug-in is an owner
 };
 
 TEST(PluginManager, LoadsEachNameOnce) {
@@ -391,28 +391,28 @@ TEST(PluginManager, LoadsEachNameOnce) {
 }
 
 TEST_F(PluginTest, ThreadsLoadOneNameAndManyNames) {
-  constexpr int threadCount = 8, roundCount = 100;
+  constexpr int kThreadCount = 8, kRoundCount = 100;
   std::atomic<int> arrived = 0;  // so that some come to one name at the same moment
   const std::string directories[] = {folder.path(), folder.path() + "/" + std::string(300, '/')};
   folder.add("whole", "shared" SUFFIX);
-  for (int i = 0; i < threadCount; ++i) folder.add("whole", "own" + std::to_string(i) + SUFFIX);
+  for (int i = 0; i < kThreadCount; ++i) folder.add("whole", "own" + std::to_string(i) + SUFFIX);
   PluginManager manager;
   const auto notes = std::make_shared<std::vector<std::string>>();
   std::vector<std::jthread> threads;
-  for (int i = 0; i < threadCount; ++i) {
+  for (int i = 0; i < kThreadCount; ++i) {
     threads.emplace_back([&, i] {
       DynamicPlugin shared = dynamic("shared"), own = dynamic("own" + std::to_string(i));
-      for (int number = 0; number < roundCount; ++number) {
+      for (int number = 0; number < kRoundCount; ++number) {
         ProbePlugin probe("probe" + std::to_string(number), notes);
         manager.SetPluginsDirectory(directories[number % 2].c_str());
-        for (++arrived; arrived < threadCount * (number + 1);) std::this_thread::yield();
+        for (++arrived; arrived < kThreadCount * (number + 1);) std::this_thread::yield();
         EXPECT_EQ(manager.Load(probe) + manager.Load(shared) + manager.Load(own), PLUGIN_OK);
         EXPECT_TRUE(manager.IsLoaded(probe));
       }
     });
   }
   threads.clear();
-  EXPECT_EQ(notes.use_count(), 1 + roundCount);
+  EXPECT_EQ(notes.use_count(), 1 + kRoundCount);
   EXPECT_THAT(*notes, testing::Each(testing::AnyOfArray(directories)));
 }
 
