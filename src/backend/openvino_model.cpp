@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "ombrel/platform/byte_vector.h"
@@ -19,20 +20,6 @@ namespace OMB {
 namespace {
 
 namespace IE = InferenceEngine;
-
-// The text of a decrypted network, wiped when it goes.
-class NetworkText {
- public:
-  explicit NetworkText(const ByteVector& bytes) : text_(bytes.begin(), bytes.end()) {}
-  NetworkText(const NetworkText&) = delete;
-  NetworkText& operator=(const NetworkText&) = delete;
-  ~NetworkText() { SecureZeroMemory(text_.data(), text_.size()); }
-
-  const std::string& get() const { return text_; }
-
- private:
-  std::string text_;
-};
 
 // Neither the caller's bytes nor the mask are the key. A length that the mask cannot serve gives no
 // key at all, which AES refuses.
@@ -97,10 +84,11 @@ void OpenVINOModel::ReadNetwork(const ModelParams& params, const std::string& xm
     binData = decrypted(std::move(binData), key);
   }
 
-  const NetworkText xmlText(xmlData);
+  // Where it is: a copy would have to be wiped.
+  const std::string_view xmlText(reinterpret_cast<const char*>(xmlData.data()), xmlData.size());
   IE::Blob::Ptr blob = weightsBlob(std::move(binData));
   IE::Core core(config.GetDataPath() + "plugins.xml");
-  IE::CNNNetwork read = core.ReadNetwork(xmlText.get(), blob);
+  IE::CNNNetwork read = core.ReadNetwork(xmlText, blob);
   blob.reset();
   read.setBatchSize(1);
   network->network = read;
