@@ -342,6 +342,30 @@ TEST_F(Sealed, KeysThatCannotBeAreRefusedForBothFiles) {
   }
 }
 
+// Of a network that needs no weights the engine would not look at what a failure leaves.
+TEST_F(Sealed, PairsThatDoNotDecipherAreRefusedWhateverTheNetworkNeeds) {
+  const std::string text = test::contentsOf(sealed + ".xml");
+  const std::string weights = test::contentsOf(sealed + ".bin");
+  for (const char* extension : {".bin", ".xml"}) {
+    const std::string whole = extension == std::string(".bin") ? weights : text;
+    for (const std::string& broken : {std::string("short"), whole + "x"}) {
+      folder.write(std::string("sealed") + extension, broken);
+      const Printed printed = refusal(sealed, key);
+      EXPECT_EQ(printed.out, "**** Error 0xc0000206 returned by BCryptDecrypt\n");
+      EXPECT_EQ(printed.error, "The model could not be decrypted\n");
+    }
+    folder.write("sealed.bin", weights);
+  }
+  // What deciphers to nothing, and what to zeros without an end, as a broken provider leaves it.
+  for (const std::size_t size : {std::size_t{0}, std::size_t{16}}) {
+    seal(pair("clear", doublingNetwork("1,3"), std::string(size, '\0')));
+    folder.write("sealed.bin", test::contentsOf(sealed + ".bin").substr(0, 16));
+    const Printed printed = refusal(sealed, key);
+    EXPECT_EQ(printed.out, "");
+    EXPECT_EQ(printed.error, "The model could not be decrypted\n");
+  }
+}
+
 // There is no integrity check: what is told from a sound pair is told by the engine, or by a last
 // byte that is greater than what there is.
 TEST_F(Sealed, MutantsEndInRefusalOrInTheLengthError) {

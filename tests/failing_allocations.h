@@ -5,8 +5,10 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <malloc.h>
 #include <new>
 #include <stdexcept>
+#include <string_view>
 #include <sys/mman.h>
 
 #include <gtest/gtest.h>
@@ -17,6 +19,8 @@ namespace OMB::test {
 inline thread_local int untilFailure = 0;  // 0: nothing fails; -1: it has failed
 inline thread_local int spared = 0;
 inline std::atomic<long> liveBlocks{0};
+inline std::string_view secret;  // what no block may hold when it is given back; empty for nothing
+inline std::atomic<long> toldSecrets{0};
 
 /// For what a test's own parts allocate: while one lives, nothing fails in this thread.
 struct Spared {
@@ -28,6 +32,12 @@ inline bool fails() {
   if (spared != 0 || untilFailure <= 0 || --untilFailure != 0) return false;
   untilFailure = -1;
   return true;
+}
+
+inline void lookAt(void* block) {
+  if (secret.empty() || block == nullptr || spared != 0) return;
+  const std::string_view bytes(static_cast<const char*>(block), malloc_usable_size(block));
+  toldSecrets += bytes.find(secret) != std::string_view::npos;
 }
 
 inline void* counted(void* block) {
@@ -74,6 +84,7 @@ void* __wrap_calloc(std::size_t count, std::size_t size) {
 }
 void __wrap_free(void* block) {
   OMB::test::liveBlocks -= block != nullptr;
+  OMB::test::lookAt(block);
   __real_free(block);
 }
 void* __wrap_mmap(void* address, std::size_t size, int protection, int flags, int file, off_t at) {

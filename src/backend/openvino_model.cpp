@@ -1,5 +1,6 @@
 #include "backend/openvino_model.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -32,11 +33,16 @@ ByteVector effectiveKey(const unsigned char* key, int keySize) {
   return result;
 }
 
-ByteVector decrypted(ByteVector cipher, ByteVector& key) {
+// In place. Whether that gave anything: a decryption that fails leaves nothing, or as much as there
+// was, all of it zero, which a padded file never is.
+bool decrypt(ByteVector& bytes, ByteVector& key) {
+  const std::size_t size = bytes.size();
   unsigned char iv[sizeof(modelIv)];
   std::memcpy(iv, modelIv, sizeof(modelIv));
-  return Crypto::decryptBuffer(std::move(cipher), iv, sizeof(iv), key.data(),
-                               static_cast<int>(key.size()));
+  bytes = Crypto::decryptBuffer(std::move(bytes), iv, sizeof(iv), key.data(),
+                                static_cast<int>(key.size()));
+  if (bytes.size() < size) return !bytes.empty();
+  return std::any_of(bytes.begin(), bytes.end(), [](unsigned char byte) { return byte != 0; });
 }
 
 IE::Blob::Ptr weightsBlob(ByteVector weights) {
@@ -78,10 +84,10 @@ void OpenVINOModel::ReadNetwork(const ModelParams& params, const std::string& xm
   Utility::readAllFile(xmlName, xmlData.data(), xmlData.size());
   Utility::readAllFile(binName, binData.data(), binData.size());
   if (params.key != nullptr) {
-    // What a failed decryption leaves is not looked at: the engine refuses it.
     ByteVector key = effectiveKey(params.key, params.keySize);
-    xmlData = decrypted(std::move(xmlData), key);
-    binData = decrypted(std::move(binData), key);
+    const bool text = decrypt(xmlData, key), weights = decrypt(binData, key);
+    // The engine does not look at weights that the network has no use for.
+    if (!text || !weights) throw IE::GeneralError("The model could not be decrypted");
   }
 
   // Where it is: a copy would have to be wiped.
