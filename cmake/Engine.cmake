@@ -1,6 +1,7 @@
 # The OpenVINO runtime of the wheel, and its files beside the backend. The engine layer links its C interface,
 # openvino::runtime::c; what is compared with the engine called directly links openvino::runtime.
 find_package(OpenVINO REQUIRED CONFIG PATHS ${OMBREL_ENGINE_ROOT}/cmake NO_DEFAULT_PATH)
+include(Pugixml)
 
 # What the backend needs of it at run time: the runtime with its C interface, its reader of networks, its CPU device and the
 # thread pool with what that loads to learn of the machine.
