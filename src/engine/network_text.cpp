@@ -123,7 +123,8 @@ NetworkText readLayers(const pugi::xml_node& network) {
 }  // namespace
 
 NetworkText readNetworkText(std::string_view text) {
-  OMB::ByteVector bytes(text.begin(), text.end());  // the parser writes into them
+  const auto* first = reinterpret_cast<const unsigned char*>(text.data());
+  OMB::ByteVector bytes(first, first + text.size());  // the parser writes into them
   pugi::xml_document document;
   const pugi::xml_parse_result result =
       document.load_buffer_inplace(bytes.data(), bytes.size(), kFlags);
