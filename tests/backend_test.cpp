@@ -131,14 +131,17 @@ TEST_F(Backend, TextsMayHaveWideCharacters) {
 }
 
 TEST_F(Backend, WorksWithTheFirstInputAndOutputByName) {
-  test::NetworkWriter two;
-  const auto b = two.input("b", "1,2"), a = two.input("a", "1,4");
-  addTwice(two, b, "y");
-  addTwice(two, a, "x");
-  const auto model = load(pair("two", two.text()));
-  ASSERT_TRUE(model->IsLoaded());
-  EXPECT_EQ(model->GetOutputSize(), 4);
-  expectDoubles(*runnerOf(*model), 4);
+  for (const bool firstComesFirst : {false, true}) {
+    test::NetworkWriter two;
+    const auto b = two.input("b", "1,2"), a = two.input("a", "1,4");
+    if (firstComesFirst) addTwice(two, a, "x");
+    addTwice(two, b, "y");
+    if (!firstComesFirst) addTwice(two, a, "x");
+    const auto model = load(pair("two", two.text()));
+    ASSERT_TRUE(model->IsLoaded());
+    EXPECT_EQ(model->GetOutputSize(), 4);
+    expectDoubles(*runnerOf(*model), 4);
+  }
 }
 
 TEST_F(Backend, WeightsAreReadFromThePair) {
