@@ -210,8 +210,8 @@ class ExecutableNetwork {
 /// The engine's devices. What it makes outlives it.
 class Core {
  public:
-  /// Reads the list of plug-ins at the path. A library in it that is not one beside the engine's
-  /// runtime is refused.
+  /// Reads the list of plug-ins at the path. A library in it that is not one of the engine's
+  /// runtime beside the list is refused.
   explicit Core(const std::string& pluginList);
 
   /// For this core only. "MKLDNNPlugin" stands for the engine's own plug-in of the CPU, which comes

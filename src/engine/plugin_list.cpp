@@ -33,17 +33,13 @@ bool isLibraryName(std::string_view location) {
          location.ends_with(OMBREL_LIBRARY_SUFFIX);
 }
 
-// A file of that name beside the list is taken in the place of the runtime's.
+// The engine takes a plain name from beside the list, in full; what is not there the loader would
+// look for.
 bool isOwn(const std::string& location, const path& listFolder, const path& ownFolder) {
-  if (!isLibraryName(location)) return false;
-  const path own = ownFolder / pathOf(location), other = listFolder / pathOf(location);
-  std::error_code failure;
-  if (!std::filesystem::is_regular_file(own, failure)) return false;
-  if (std::filesystem::symlink_status(other, failure).type() ==
-      std::filesystem::file_type::not_found) {
-    return true;
-  }
-  return std::filesystem::equivalent(own, other, failure);
+  std::error_code missing;
+  return isLibraryName(location) &&
+         std::filesystem::equivalent(ownFolder / pathOf(location), listFolder / pathOf(location),
+                                     missing);
 }
 
 }  // namespace
@@ -62,7 +58,8 @@ void requireOwnPlugins(const std::string& pluginList) {
       const std::string location = plugin.attribute("location").value();
       if (isOwn(location, listFolder, ownFolder)) continue;
       fail("The plug-in list gives the device '" + std::string(plugin.attribute("name").value()) +
-           "' the library '" + location + "', which is not one beside the engine's runtime");
+           "' the library '" + location +
+           "', which is not one of the engine's runtime beside the list");
     }
   }
 }

@@ -5,9 +5,10 @@
 
 namespace InferenceEngine {
 
-/// Raises GeneralError for a list that names a library for a device which is not one of those
-/// beside the engine's runtime. The engine looks beside the list first, and where the loader looks
-/// last. A list that cannot be read passes: the engine tells what is wrong with it.
+/// Raises GeneralError for a list that names a library for a device, unless it is by its plain name
+/// one of the engine's runtime, which then lies beside the list: any other the engine would open
+/// from where it is told, or where the loader finds one. A list that cannot be read passes: the
+/// engine tells what is wrong with it.
 void requireOwnPlugins(const std::string& pluginList);
 
 }  // namespace InferenceEngine
