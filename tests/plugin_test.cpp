@@ -160,6 +160,17 @@ TEST_F(PluginTest, AFileThatIsNotTheMappedOneIsRefused) {
 }
 
 #if !defined(_WIN32)
+TEST_F(PluginTest, AFolderWhoseNameIsNoUtf8IsTestedAsAnyOther) {
+  const std::string odd = folder.path() + "/\xFF\xC3", path = odd + "/odd.so";
+  std::filesystem::create_directory(odd);
+  std::filesystem::copy_file(folder.add("whole"), path);
+  EXPECT_EQ(HashChecker().Check(repository({{"odd", {digestOf(path)}}}), odd), PLUGIN_OK);
+  const auto refused = printedBy([&] {
+    EXPECT_EQ(HashChecker().Check(repository({{"odd", {}}}), odd), INTEGRITY_CHECK_FAILED);
+  });
+  EXPECT_EQ(refused.error, "Ombrel: Cannot load " + path + ". Integrity check failed.\n");
+}
+
 TEST_F(PluginTest, AModuleThatAnotherNameOfTheDependencyLeadsToIsRefused) {
   for (const char* name : {"top", "middle", "deep"}) folder.add(name);
   const auto listed = {Dependency("deep", {digestOf(folder.path("libdeep.so"))})};

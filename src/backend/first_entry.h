@@ -9,7 +9,7 @@ namespace OMB {
 /// none.
 template <typename InfoMap>
 typename InfoMap::value_type firstEntry(const InfoMap& infos) {
-  if (infos.empty()) throw InferenceEngine::GeneralError("The network has no input or no output");
+  if (infos.empty()) throw InferenceEngine::GeneralError("The model is not loaded");
   return *infos.begin();
 }
 

@@ -20,6 +20,13 @@ Blob::Ptr blobOf(const Request& request, const Port& port) {
   return std::make_shared<Blob>(address, size, tensor);
 }
 
+// What a handle refers to, which it has to.
+template <typename Impl>
+Impl& usable(const std::shared_ptr<Impl>& impl) {
+  if (impl == nullptr) throw GeneralError("The handle is empty");
+  return *impl;
+}
+
 }  // namespace
 
 struct InferRequest::Impl {
@@ -33,28 +40,28 @@ struct InferRequest::Impl {
 };
 
 InferRequest ExecutableNetwork::CreateInferRequest() const {
-  if (impl == nullptr) throw GeneralError("The executable network is empty");
+  const Impl& network = usable(impl);
   InferRequest result;
   result.impl = std::make_shared<InferRequest::Impl>(InferRequest::Impl{
-      impl->weights, made<Request>(ov_compiled_model_create_infer_request, impl->compiled.get()),
-      impl->ports, impl->dynamic});
+      network.weights,
+      made<Request>(ov_compiled_model_create_infer_request, network.compiled.get()), network.ports,
+      network.dynamic});
   return result;
 }
 
 Blob::Ptr InferRequest::GetBlob(const std::string& name) const {
-  if (impl == nullptr) throw GeneralError("The request is empty");
-  const auto known = impl->fetched.find(name);
-  if (known != impl->fetched.end()) return known->second;
-  const auto found = impl->ports->find(name);
-  if (found == impl->ports->end()) fail("No input or output is named '" + name + "'");
-  const Blob::Ptr blob = blobOf(impl->request, found->second.port);
-  if (found->second.fixed) impl->fetched.emplace(name, blob);
+  Impl& request = usable(impl);
+  const auto known = request.fetched.find(name);
+  if (known != request.fetched.end()) return known->second;
+  const auto found = request.ports->find(name);
+  if (found == request.ports->end()) fail("No input or output is named '" + name + "'");
+  const Blob::Ptr blob = blobOf(request.request, found->second.port);
+  if (found->second.fixed) request.fetched.emplace(name, blob);
   return blob;
 }
 
 void InferRequest::Infer() {
-  if (impl == nullptr) throw GeneralError("The request is empty");
-  ov_infer_request_t* const request = impl->request.get();
+  ov_infer_request_t* const request = usable(impl).request.get();
   if (!impl->dynamic) return check(ov_infer_request_infer(request));
   // Run on the calling thread, and with one thread only, the engine takes the failure of a step
   // whose shape depends on the data for success, and leaves the output as it was.
