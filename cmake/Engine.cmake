@@ -1,7 +1,9 @@
-# The OpenVINO runtime of the wheel, and its files beside the backend.
+# The OpenVINO runtime of the wheel, and its files beside the backend. The engine layer links its C interface,
+# openvino::runtime::c; what is compared with the engine called directly links openvino::runtime.
 find_package(OpenVINO REQUIRED CONFIG PATHS ${OMBREL_ENGINE_ROOT}/cmake NO_DEFAULT_PATH)
+include(Pugixml)
 
-# What the backend needs of it at run time: the runtime, its reader of networks, its CPU device and the
+# What the backend needs of it at run time: the runtime with its C interface, its reader of networks, its CPU device and the
 # thread pool with what that loads to learn of the machine.
 set(OMBREL_ENGINE_FILES
   libtbb.so.12
@@ -9,6 +11,7 @@ set(OMBREL_ENGINE_FILES
   libhwloc.so.15
   libtbbbind_2_5.so.3
   libopenvino.so.2641
+  libopenvino_c.so.2641
   libopenvino_ir_frontend.so.2641
   libopenvino_intel_cpu_plugin.so)
 list(TRANSFORM OMBREL_ENGINE_FILES PREPEND ${OMBREL_ENGINE_ROOT}/libs/ OUTPUT_VARIABLE OMBREL_ENGINE_PATHS)

@@ -16,8 +16,8 @@ void OMB::fuzz::run(Input input) {
   const std::string suffix = system::kModuleSuffix;
   int i = 0;
   for (const std::string& candidate : {name, name + suffix, "lib" + name, "lib" + name + suffix}) {
-    constexpr std::uint32_t results[] = {126, 126, 193, 0};
-    script.results[candidate] = results[outcomes >> (2 * i++) & 3];
+    constexpr std::uint32_t kResults[] = {126, 126, 193, 0};
+    script.results[candidate] = kResults[outcomes >> (2 * i++) & 3];
   }
   Library library(name);
   const bool loaded = library.load();

@@ -41,22 +41,22 @@ class Reference {
     ov::AnyMap settings = {ov::inference_num_threads(1)};
     if (!inferencePrecision.empty())
       settings["INFERENCE_PRECISION_HINT"] = std::string(inferencePrecision);
-    request_ = core.compile_model(core.read_model(base + ".xml", base + ".bin"), "CPU", settings)
-                   .create_infer_request();
+    request = core.compile_model(core.read_model(base + ".xml", base + ".bin"), "CPU", settings)
+                  .create_infer_request();
   }
 
   std::vector<float> run(const tool::Image& image) {
     const std::unique_ptr<float[]> planar(ImageUtils::TransformImage(
         image.samples.data(), image.size.width, image.size.height, 3, ImageUtils::EFormat::U8));
-    std::memcpy(request_.get_input_tensor().data<float>(), planar.get(),
+    std::memcpy(request.get_input_tensor().data<float>(), planar.get(),
                 image.samples.size() * sizeof(float));
-    request_.infer();
-    const ov::Tensor output = request_.get_output_tensor();
+    request.infer();
+    const ov::Tensor output = request.get_output_tensor();
     return {output.data<const float>(), output.data<const float>() + output.get_size()};
   }
 
  private:
-  ov::InferRequest request_;
+  ov::InferRequest request;
 };
 
 class Demo : public test::BackendTest, public testing::WithParamInterface<Network> {

@@ -1,12 +1,12 @@
-// An engine that does what a test tells it, in place of the one over OpenVINO. Its networks have an
+// An engine that does what a test tells it, in place of the real one. Its networks have an
 // input "x" and an output "y" of three floats, which are twice the input. For one source file of a
 // program.
 #pragma once
 
-#include <cstring>
 #include <functional>
 #include <map>
 #include <string>
+#include <string_view>
 
 #include "engine/inference_engine.h"
 #include "failing_allocations.h"
@@ -35,15 +35,17 @@ struct CNNNetwork::Impl {
   OutputsDataMap outputs;
 };
 struct InferRequest::Impl {
-  ov::Tensor x{ov::element::f32, {1, 3}}, y{ov::element::f32, {1, 3}};
+  float x[3] = {}, y[3] = {};
 };
 struct ExecutableNetwork::Impl {};
 struct Core::Impl {};
 
 void MemoryBlob::allocate() {
   const Use use("allocate");
-  tensor_ = ov::Tensor(ov::element::u8, desc_.getDims());
-  if (!bytes_.empty()) std::memcpy(tensor_.data(), bytes_.data(), bytes_.size());
+  const auto held = std::make_shared<OMB::ByteVector>(std::move(bytes));
+  address = held->data();
+  size = held->size();
+  owner = held;
 }
 Core::Core(const std::string& /*pluginList*/) {
   const Use use("Core");
@@ -51,25 +53,25 @@ Core::Core(const std::string& /*pluginList*/) {
 void Core::RegisterPlugin(const std::string& /*plugin*/, const std::string& /*device*/) {
   const Use use("RegisterPlugin");
 }
-CNNNetwork Core::ReadNetwork(const std::string& text, const Blob::Ptr& weights) const {
+CNNNetwork Core::ReadNetwork(std::string_view text, const Blob::Ptr& weights) const {
   const Use use("ReadNetwork");
   if (text.empty()) throw GeneralError("no text");
   engine.text = text;
   engine.weights.assign(weights->rmap().as<const char*>(), weights->byteSize());
   const TensorDesc desc(Precision::FP32, {1, 3}, Layout::NC);
   CNNNetwork network;
-  network.impl_ = std::make_shared<CNNNetwork::Impl>();
-  network.impl_->outputs["y"] = std::make_shared<Data>("y", desc);
-  network.impl_->inputs["x"] = std::make_shared<InputInfo>();
-  network.impl_->inputs["x"]->setInputData(std::make_shared<Data>("x", desc));
+  network.impl = std::make_shared<CNNNetwork::Impl>();
+  network.impl->outputs["y"] = std::make_shared<Data>("y", desc);
+  network.impl->inputs["x"] = std::make_shared<InputInfo>();
+  network.impl->inputs["x"]->setInputData(std::make_shared<Data>("x", desc));
   return network;
 }
 ExecutableNetwork Core::LoadNetwork(const CNNNetwork& network, const std::string& /*device*/,
                                     const std::map<std::string, std::string>& /*config*/) {
   const Use use("LoadNetwork");
-  if (network.impl_ == nullptr) throw GeneralError("empty");
+  if (network.impl == nullptr) throw GeneralError("empty");
   ExecutableNetwork loaded;
-  if (!engine.emptyExecutable) loaded.impl_ = std::make_shared<ExecutableNetwork::Impl>();
+  if (!engine.emptyExecutable) loaded.impl = std::make_shared<ExecutableNetwork::Impl>();
   return loaded;
 }
 void CNNNetwork::setBatchSize(std::size_t /*size*/) {
@@ -77,26 +79,26 @@ void CNNNetwork::setBatchSize(std::size_t /*size*/) {
 }
 InputsDataMap CNNNetwork::getInputsInfo() const {
   const Use use("getInputsInfo");
-  return impl_->inputs;
+  return impl->inputs;
 }
 OutputsDataMap CNNNetwork::getOutputsInfo() const {
   const Use use("getOutputsInfo");
-  return impl_->outputs;
+  return impl->outputs;
 }
 InferRequest ExecutableNetwork::CreateInferRequest() const {
   const Use use("CreateInferRequest");
-  if (impl_ == nullptr) throw GeneralError("empty");
+  if (impl == nullptr) throw GeneralError("empty");
   InferRequest request;
-  request.impl_ = std::make_shared<InferRequest::Impl>();
+  request.impl = std::make_shared<InferRequest::Impl>();
   return request;
 }
 Blob::Ptr InferRequest::GetBlob(const std::string& name) const {
   const Use use("GetBlob");
-  return std::make_shared<Blob>(name == "x" ? impl_->x : impl_->y);
+  return std::make_shared<Blob>(name == "x" ? impl->x : impl->y, sizeof(impl->x), impl);
 }
 void InferRequest::Infer() {
   const Use use("Infer");
-  for (int i = 0; i < 3; ++i) impl_->y.data<float>()[i] = 2 * impl_->x.data<float>()[i];
+  for (int i = 0; i < 3; ++i) impl->y[i] = 2 * impl->x[i];
 }
 
 }  // namespace InferenceEngine

@@ -3,9 +3,15 @@
 // take for themselves is not.
 #pragma once
 
+#include <atomic>
 #include <functional>
+#include <string_view>
 
 namespace OMB::test {
+
+/// What no block may hold when it is given back, and how often one did. Empty for nothing.
+inline std::string_view secret;
+inline std::atomic<long> toldSecrets{0};
 
 /// For what a test's own parts allocate: while one lives, nothing fails in this thread.
 struct Spared {

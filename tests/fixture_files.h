@@ -13,9 +13,9 @@ class FixtureFolder : private OMB::test::TemporaryDirectory {
   using TemporaryDirectory::addDeep;
   using TemporaryDirectory::write;
 
-  std::string path() const { return OMB::test::utf8Of(path_); }
+  std::string path() const { return OMB::test::utf8Of(own); }
   std::string path(const std::string& file) const {
-    return OMB::test::utf8Of(path_ / OMB::test::pathOf(file));
+    return OMB::test::utf8Of(own / OMB::test::pathOf(file));
   }
 
   /// Copies a library that the build made, "whole" being libwhole.so, under this or its own name.
@@ -28,9 +28,10 @@ class FixtureFolder : private OMB::test::TemporaryDirectory {
 
   /// Renames the file, since a loaded library can't be removed everywhere.
   void takeAway(const std::string& file) const {
-    std::filesystem::rename(path_ / file, path_ / (file + ".away"));
+    std::filesystem::rename(own / file, own / (file + ".away"));
   }
 
  private:
-  std::filesystem::path path_ = std::filesystem::canonical(TemporaryDirectory::path());
+  // Resolved, as the loader tells it.
+  std::filesystem::path own = std::filesystem::canonical(TemporaryDirectory::path());
 };

@@ -33,7 +33,7 @@ using system::to_utf8;
 using system::to_wide;
 using testing::ElementsAre;
 
-constexpr bool wideIsUtf16 = sizeof(wchar_t) == 2;
+constexpr bool kWideIsUtf16 = sizeof(wchar_t) == 2;
 
 LoaderScript& script = loaderScript();  // every test begins with one of its own
 
@@ -70,18 +70,18 @@ TEST(Text, ConvertsUtf8AndReplacesWhatIsNotValid) {
   // Overlong, surrogate, above the last character, cut, stray: each longest valid start is one
   // character.
   const std::pair<const char*, std::size_t> invalid[] = {
-      {"\xC0\x80", 2}, {"\xED\xA0\x80", 3}, {"\xF4\x90\x80\x80", 4},
-      {"\xE6\xBC", 1}, {"\x80", 1},         {"\xF0\x9F\x98", 1},
-      {"\xFF", 1}};
+      {"\xC0\x80", 2},     {"\xE0\x9F\xBF", 3},     {"\xF0\x8F\xBF\xBF", 4},
+      {"\xED\xA0\x80", 3}, {"\xF4\x90\x80\x80", 4}, {"\xE6\xBC", 1},
+      {"\x80", 1},         {"\xF0\x9F\x98", 1},     {"\xFF", 1}};
   for (const auto& [bytes, count] : invalid) {
     const std::wstring replaced = to_wide(bytes);
     EXPECT_THAT(replaced, testing::Each(L'\uFFFD'));
     // Windows counts the bytes of a start in a way of its own.
-    EXPECT_EQ(replaced.size(), wideIsUtf16 ? std::max(replaced.size(), std::size_t{1}) : count);
+    EXPECT_EQ(replaced.size(), kWideIsUtf16 ? std::max(replaced.size(), std::size_t{1}) : count);
     EXPECT_EQ(to_wide(std::string(bytes) + "x").back(), L'x');
   }
   EXPECT_EQ(to_utf8({wchar_t{0xD800}, L'x'}), "\xEF\xBF\xBDx");
-  if (!wideIsUtf16) {  // a wide character of Windows cannot hold as much
+  if (!kWideIsUtf16) {  // a wide character of Windows cannot hold as much
     EXPECT_EQ(to_utf8({static_cast<wchar_t>(0x110000)}), "\xEF\xBF\xBD");
   }
 }

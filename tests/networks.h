@@ -1,56 +1,84 @@
-// Networks so small that their answers are worked out by hand, as texts of the engine's IR.
+// Networks so small that their answers are worked out by hand, as texts in the engine's form.
 #pragma once
 
-#include <memory>
-#include <sstream>
+#include <initializer_list>
 #include <string>
-
-#include <openvino/core/model.hpp>
-#include <openvino/op/add.hpp>
-#include <openvino/op/constant.hpp>
-#include <openvino/op/multiply.hpp>
-#include <openvino/op/parameter.hpp>
-#include <openvino/pass/serialize.hpp>
 
 namespace OMB::test {
 
-using Node = std::shared_ptr<ov::Node>;
+/// Writes the text of a network layer by layer. Shapes are written as in "1,3,?,2".
+class NetworkWriter {
+ public:
+  using Layer = int;  ///< as its id in the text, where its one output is port 0
 
-inline std::shared_ptr<ov::op::v0::Parameter> input(
-    const std::string& name, const ov::PartialShape& shape,
-    const ov::element::Type& type = ov::element::f32) {
-  const auto made = std::make_shared<ov::op::v0::Parameter>(type, shape);
-  made->set_friendly_name(name);
-  return made;
-}
+  Layer input(const std::string& name, const std::string& shape, const std::string& type = "f32",
+              const std::string& layout = "") {
+    const std::string declared = layout.empty() ? ""
+                                                : "<rt_info><attribute name=\"layout\""
+                                                  " version=\"0\" layout=\"" +
+                                                      layout + "\"/></rt_info>";
+    return add("Parameter", name, "shape=\"" + shape + "\" element_type=\"" + type + "\"", {},
+               declared);
+  }
+  /// A constant of bytes that stand in the weights.
+  Layer constant(const std::string& shape, const std::string& type, int offset, int size) {
+    return add("Const", "constant" + std::to_string(count),
+               "element_type=\"" + type + "\" shape=\"" + shape + "\" offset=\"" +
+                   std::to_string(offset) + "\" size=\"" + std::to_string(size) + "\"",
+               {});
+  }
+  Layer add(const std::string& type, const std::string& name, const std::string& data,
+            std::initializer_list<Layer> from, const std::string& information = "") {
+    std::string ports;
+    for (int port = 0; port < static_cast<int>(from.size()); ++port) {
+      ports += "<port id=\"" + std::to_string(port + 1) + "\"/>";
+      connect(from.begin()[port], port + 1);
+    }
+    layers += "<layer id=\"" + std::to_string(count) + "\" name=\"" + name + "\" type=\"" + type +
+              "\" version=\"opset1\"><data " + data + "/>";
+    if (!ports.empty()) layers += "<input>" + ports + "</input>";
+    if (type != "Result") {
+      layers += "<output><port id=\"0\" precision=\"FP32\">" + information + "</port></output>";
+    }
+    layers += "</layer>";
+    return count++;
+  }
+  void output(Layer from) { add("Result", "result" + std::to_string(count), "", {from}); }
+
+  std::string text() const {
+    return "<?xml version=\"1.0\"?>\n<net name=\"small\" version=\"11\"><layers>" + layers +
+           "</layers><edges>" + edges + "</edges></net>\n";
+  }
+
+ private:
+  void connect(Layer from, int port) {
+    edges += "<edge from-layer=\"" + std::to_string(from) + "\" from-port=\"0\" to-layer=\"" +
+             std::to_string(count) + "\" to-port=\"" + std::to_string(port) + "\"/>";
+  }
+
+  Layer count = 0;
+  std::string layers, edges;
+};
 
 /// x + x, as an output of the name. Needs no weights.
-inline Node twice(const Node& x, const std::string& name = "y") {
-  const Node sum = std::make_shared<ov::op::v1::Add>(x, x);
-  sum->set_friendly_name(name);
-  return sum;
-}
-
-inline std::string textOf(const ov::OutputVector& outputs, const ov::ParameterVector& inputs) {
-  std::ostringstream text, weights;
-  ov::pass::Serialize(text, weights).run_on_model(std::make_shared<ov::Model>(outputs, inputs));
-  return text.str();
+inline void addTwice(NetworkWriter& network, NetworkWriter::Layer x, const std::string& name) {
+  network.output(network.add("Add", name, "auto_broadcast=\"numpy\"", {x, x}));
 }
 
 /// y = x + x
-inline std::string doublingNetwork(const ov::PartialShape& shape,
-                                   const ov::element::Type& type = ov::element::f32,
-                                   const char* layout = nullptr) {
-  const auto x = input("x", shape, type);
-  if (layout != nullptr) x->set_layout(layout);
-  return textOf({twice(x)}, {x});
+inline std::string doublingNetwork(const std::string& shape, const std::string& type = "f32",
+                                   const std::string& layout = "") {
+  NetworkWriter network;
+  addTwice(network, network.input("x", shape, type, layout), "y");
+  return network.text();
 }
 
 /// y = x * w, with the one weight alone in the weights.
-inline std::string scalingNetwork(const ov::PartialShape& shape) {
-  const auto x = input("x", shape);
-  const Node w = ov::op::v0::Constant::create(ov::element::f32, {1}, {2.5F});
-  return textOf({std::make_shared<ov::op::v1::Multiply>(x, w)}, {x});
+inline std::string scalingNetwork(const std::string& shape) {
+  NetworkWriter network;
+  const auto x = network.input("x", shape), w = network.constant("1", "f32", 0, 4);
+  network.output(network.add("Multiply", "y", "auto_broadcast=\"numpy\"", {x, w}));
+  return network.text();
 }
 
 }  // namespace OMB::test

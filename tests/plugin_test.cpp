@@ -5,6 +5,10 @@
 #include <thread>
 #include <vector>
 
+#if !defined(_WIN32)
+#include <dlfcn.h>
+#endif
+
 #include <gmock/gmock.h>
 
 #include "ombrel/ombrel.h"
@@ -131,6 +135,94 @@ TEST_F(PluginTest, TheFirstBadDependencyEndsTheTest) {
   EXPECT_EQ(gone.out + gone.error, "");
 }
 
+// What is tested has to be what is mapped, however the names on disk have changed since.
+TEST_F(PluginTest, AFileThatIsNotTheMappedOneIsRefused) {
+  const auto whole = [&](const char* file) { return folder.add("whole", file); };
+  const HashRange right = digestOf(whole("good" SUFFIX));
+  folder.add("no_create", "bad" SUFFIX);
+  const auto refused = [&](const std::string& name) {
+    int code = PLUGIN_OK;
+    printedBy([&] { code = check({{name.c_str(), {right}}}); });
+    return code == INTEGRITY_CHECK_FAILED;
+  };
+  EXPECT_TRUE(refused("bad"));
+  folder.takeAway("bad" SUFFIX);
+  whole("bad" SUFFIX);
+  EXPECT_TRUE(refused("bad")) << "repaired, and tried again";
+
+  // Exchanged behind the load, as a library can do itself while it is loaded.
+  folder.add("no_create", "own" SUFFIX);
+  Library own(folder.path("own" SUFFIX));
+  ASSERT_TRUE(own.load());
+  folder.takeAway("own" SUFFIX);
+  whole("own" SUFFIX);
+  EXPECT_TRUE(refused("own"));
+}
+
+#if !defined(_WIN32)
+TEST_F(PluginTest, AModuleThatAnotherNameOfTheDependencyLeadsToIsRefused) {
+  for (const char* name : {"top", "middle", "deep"}) folder.add(name);
+  const auto listed = {Dependency("deep", {digestOf(folder.path("libdeep.so"))})};
+  // The plug-in binds to this one, while the file in its folder is the one that is listed.
+  const FixtureFolder elsewhere;
+  Library alias(elsewhere.add("deep", "alias.so"));
+  ASSERT_TRUE(alias.load());
+  EXPECT_EQ(dynamic("top", listed).Load(folder.path()), INTEGRITY_CHECK_FAILED);
+}
+
+TEST_F(PluginTest, AModuleWhoseNameLeadsElsewhereIsRefused) {
+  const FixtureFolder other;
+  const HashRange right = digestOf(other.add("whole", "moved.so"));
+  folder.add("no_create", "moved.so");
+  const auto before = std::filesystem::current_path();
+  std::filesystem::current_path(folder.path());
+  void* const module = dlopen("./moved.so", RTLD_NOW);
+  std::filesystem::current_path(other.path());
+  EXPECT_EQ(check({{"moved", {right}}}), INTEGRITY_CHECK_FAILED);
+  std::filesystem::current_path(before);
+  dlclose(module);
+
+  // A path that is told cut, and a good file where the cut one leads to.
+  std::string deep = folder.addDeep();
+  const std::string cut = (deep + std::string(300, 'x')).substr(0, 259);
+  deep += std::string(255 - 3, 'x') + ".so";
+  std::filesystem::copy_file(folder.path("moved.so"), deep);
+  std::filesystem::create_directories(std::filesystem::path(cut).parent_path());
+  if (!std::filesystem::exists(cut)) std::filesystem::copy_file(other.path("moved.so"), cut);
+  EXPECT_NE(check({{deep.c_str(), {right}}}), PLUGIN_OK);
+}
+
+// Somebody renames good and bad files over the name all the while; what passed has to be good.
+TEST_F(PluginTest, ARaceOfRenamesNeverPassesABadFile) {
+  const std::string good = folder.add("whole"), bad = folder.add("no_create");
+  const HashRange right = digestOf(good);
+  std::atomic<int> round = 0;
+  std::jthread attacker([&](const std::stop_token& stop) {
+    while (!stop.stop_requested()) {
+      const std::string target = folder.path("race" + std::to_string(round) + SUFFIX);
+      for (const std::string& file : {good, bad}) {
+        const std::string copy = folder.path("copy");
+        std::filesystem::copy_file(file, copy);
+        std::filesystem::rename(copy, target);
+      }
+    }
+  });
+  int passed = 0, lied = 0;
+  for (; round < 200; ++round) {
+    const std::string name = "race" + std::to_string(round);
+    while (!std::filesystem::exists(folder.path(name + SUFFIX))) std::this_thread::yield();
+    printedBy([&] {
+      if (check({{name.c_str(), {right}}}) != PLUGIN_OK) return;
+      ++passed;
+      lied += Library(name).get_method("Create") == nullptr;
+    });
+  }
+  EXPECT_EQ(lied, 0);
+  EXPECT_GT(passed, 0);
+  std::printf("%d of 200 passed\n", passed);
+}
+#endif
+
 TEST(HashChecker, EndsThroughItsInterface) {
   const std::unique_ptr<IHashChecker> checker(HashCheckerFactory().Create());
   EXPECT_EQ(checker->Check({}, "nowhere"), PLUGIN_OK);
@@ -246,24 +338,24 @@ class ProbePlugin : public StaticPlugin {
  public:
   using Notes = std::shared_ptr<std::vector<std::string>>;
 
-  ProbePlugin(const std::string& id, Notes notes)
-      : StaticPlugin(id.c_str(), nullptr, nullptr, "", {}), notes_(std::move(notes)) {}
+  ProbePlugin(const std::string& id, Notes shared)
+      : StaticPlugin(id.c_str(), nullptr, nullptr, "", {}), notes(std::move(shared)) {}
 
   int Load(std::string directory) override {
-    notes_->push_back(directory);
-    const std::size_t count = notes_->size();
+    notes->push_back(directory);
+    const std::size_t count = notes->size();
     std::this_thread::yield();
-    EXPECT_EQ(notes_->size(), count) << "another load came between";
-    if (directory == "rename") Plugin::operator=(ProbePlugin("name", notes_));
+    EXPECT_EQ(notes->size(), count) << "another load came between";
+    if (directory == "rename") Plugin::operator=(ProbePlugin("name", notes));
     return directory == "fail" ? INTEGRITY_CHECK_FAILED : PLUGIN_OK;
   }
   Plugin* Clone() const override {
-    if (notes_->back() == "throw") throw std::runtime_error("no clone");
+    if (notes->back() == "throw") throw std::runtime_error("no clone");
     return new ProbePlugin(*this);
   }
 
  private:
-  Notes notes_;  // each plug-in is an owner
+  Notes notes;  // each plug-in is an owner
 };
 
 TEST(PluginManager, LoadsEachNameOnce) {
@@ -299,28 +391,28 @@ TEST(PluginManager, LoadsEachNameOnce) {
 }
 
 TEST_F(PluginTest, ThreadsLoadOneNameAndManyNames) {
-  constexpr int threadCount = 8, roundCount = 100;
+  constexpr int kThreadCount = 8, kRoundCount = 100;
   std::atomic<int> arrived = 0;  // so that some come to one name at the same moment
   const std::string directories[] = {folder.path(), folder.path() + "/" + std::string(300, '/')};
   folder.add("whole", "shared" SUFFIX);
-  for (int i = 0; i < threadCount; ++i) folder.add("whole", "own" + std::to_string(i) + SUFFIX);
+  for (int i = 0; i < kThreadCount; ++i) folder.add("whole", "own" + std::to_string(i) + SUFFIX);
   PluginManager manager;
   const auto notes = std::make_shared<std::vector<std::string>>();
   std::vector<std::jthread> threads;
-  for (int i = 0; i < threadCount; ++i) {
+  for (int i = 0; i < kThreadCount; ++i) {
     threads.emplace_back([&, i] {
       DynamicPlugin shared = dynamic("shared"), own = dynamic("own" + std::to_string(i));
-      for (int number = 0; number < roundCount; ++number) {
+      for (int number = 0; number < kRoundCount; ++number) {
         ProbePlugin probe("probe" + std::to_string(number), notes);
         manager.SetPluginsDirectory(directories[number % 2].c_str());
-        for (++arrived; arrived < threadCount * (number + 1);) std::this_thread::yield();
+        for (++arrived; arrived < kThreadCount * (number + 1);) std::this_thread::yield();
         EXPECT_EQ(manager.Load(probe) + manager.Load(shared) + manager.Load(own), PLUGIN_OK);
         EXPECT_TRUE(manager.IsLoaded(probe));
       }
     });
   }
   threads.clear();
-  EXPECT_EQ(notes.use_count(), 1 + roundCount);
+  EXPECT_EQ(notes.use_count(), 1 + kRoundCount);
   EXPECT_THAT(*notes, testing::Each(testing::AnyOfArray(directories)));
 }
 

@@ -53,7 +53,7 @@ class Soak : public test::BackendTest {
 };
 
 TEST_F(Soak, RunsRunnersAndModelsHoldNoMore) {
-  const std::string base = pair("net", test::doublingNetwork({1, 3, 2, 4}));
+  const std::string base = pair("net", test::doublingNetwork("1,3,2,4"));
   const auto model = load(base);
   std::vector<std::unique_ptr<INNRunner>> runners;
   for (int i = 0; i < 4; ++i) runners.emplace_back(model->CreateRunner());

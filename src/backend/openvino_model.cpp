@@ -1,8 +1,10 @@
 #include "backend/openvino_model.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "ombrel/platform/byte_vector.h"
@@ -14,43 +16,28 @@
 #include "build_constants.h"
 #include "platform/console.h"
 #include "system/environment.h"
-#include "system/wipe.h"
 
 namespace OMB {
 namespace {
 
 namespace IE = InferenceEngine;
 
-// The text of a decrypted network, wiped when it goes.
-class NetworkText {
- public:
-  explicit NetworkText(const ByteVector& bytes) : text_(bytes.begin(), bytes.end()) {}
-  NetworkText(const NetworkText&) = delete;
-  NetworkText& operator=(const NetworkText&) = delete;
-  ~NetworkText() { system::wipe(text_.data(), text_.size()); }
-
-  const std::string& get() const { return text_; }
-
- private:
-  std::string text_;
-};
-
-// Neither the caller's bytes nor the mask are the key. A length that the mask cannot serve gives no
-// key at all, which AES refuses.
-ByteVector effectiveKey(const unsigned char* key, int keySize) {
-  if (keySize < 0 || static_cast<std::size_t>(keySize) > sizeof(keyMask)) return {};
-  ByteVector result(key, key + keySize);
-  for (std::size_t i = 0; i < result.size(); ++i) {
-    result[i] = static_cast<unsigned char>(result[i] ^ keyMask[i]);
-  }
-  return result;
+// A length that the mask cannot serve gives no key at all, which AES refuses.
+ByteVector aesKey(const ModelParams& params) {
+  if (params.keySize < 0 || static_cast<std::size_t>(params.keySize) > sizeof(keyMask)) return {};
+  return Crypto::effectiveKey(params.key, params.keySize, keyMask);
 }
 
-ByteVector decrypted(ByteVector cipher, ByteVector& key) {
+// In place. Whether that gave anything: a decryption that fails leaves nothing, or as much as there
+// was, all of it zero, which a padded file never is.
+bool decrypt(ByteVector& bytes, ByteVector& key) {
+  const std::size_t size = bytes.size();
   unsigned char iv[sizeof(modelIv)];
   std::memcpy(iv, modelIv, sizeof(modelIv));
-  return Crypto::decryptBuffer(std::move(cipher), iv, sizeof(iv), key.data(),
-                               static_cast<int>(key.size()));
+  bytes = Crypto::decryptBuffer(std::move(bytes), iv, sizeof(iv), key.data(),
+                                static_cast<int>(key.size()));
+  if (bytes.size() < size) return !bytes.empty();
+  return std::any_of(bytes.begin(), bytes.end(), [](unsigned char byte) { return byte != 0; });
 }
 
 IE::Blob::Ptr weightsBlob(ByteVector weights) {
@@ -92,16 +79,17 @@ void OpenVINOModel::ReadNetwork(const ModelParams& params, const std::string& xm
   Utility::readAllFile(xmlName, xmlData.data(), xmlData.size());
   Utility::readAllFile(binName, binData.data(), binData.size());
   if (params.key != nullptr) {
-    // What a failed decryption leaves is not looked at: the engine refuses it.
-    ByteVector key = effectiveKey(params.key, params.keySize);
-    xmlData = decrypted(std::move(xmlData), key);
-    binData = decrypted(std::move(binData), key);
+    ByteVector key = aesKey(params);
+    const bool text = decrypt(xmlData, key), weights = decrypt(binData, key);
+    // The engine does not look at weights that the network has no use for.
+    if (!text || !weights) throw IE::GeneralError("The model could not be decrypted");
   }
 
-  const NetworkText xmlText(xmlData);
+  // Where it is: a copy would have to be wiped.
+  const std::string_view xmlText(reinterpret_cast<const char*>(xmlData.data()), xmlData.size());
   IE::Blob::Ptr blob = weightsBlob(std::move(binData));
-  IE::Core core(config.GetDataPath() + "plugins.xml");
-  IE::CNNNetwork read = core.ReadNetwork(xmlText.get(), blob);
+  IE::Core core(config.GetDataPath() + kPluginList);
+  IE::CNNNetwork read = core.ReadNetwork(xmlText, blob);
   blob.reset();
   read.setBatchSize(1);
   network->network = read;

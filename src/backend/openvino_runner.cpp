@@ -14,7 +14,6 @@ namespace IE = InferenceEngine;
 
 constexpr char kDevice[] = "OMBREL_CPU";
 constexpr char kEnginePlugin[] = "MKLDNNPlugin";
-constexpr char kPluginList[] = "plugins.xml";
 constexpr char kThreads[] = "CPU_THREADS_NUM";
 
 }  // namespace

@@ -1,102 +1,129 @@
-#include <sstream>
+#include <algorithm>
+#include <utility>
 
-#include <openvino/op/parameter.hpp>
-#include <openvino/op/result.hpp>
-
+#include "engine/batch.h"
 #include "engine/cnn_network_impl.h"
-#include "engine/engine_call.h"
+#include "engine/shape.h"
 
 namespace InferenceEngine {
 namespace {
 
-Precision precisionOf(const ov::element::Type& type) {
-  if (type == ov::element::f32) return Precision::FP32;
-  return type == ov::element::u8 ? Precision::U8 : Precision::UNSPECIFIED;
+Precision precisionOf(const Port& port) {
+  ov_element_type_e type = DYNAMIC;
+  check(ov_port_get_element_type(port.get(), &type));
+  if (type == F32) return Precision::FP32;
+  return type == U8 ? Precision::U8 : Precision::UNSPECIFIED;
 }
 
-SizeVector dimsOf(const ov::PartialShape& shape) {
-  SizeVector dims;
-  if (shape.rank().is_dynamic()) return dims;
-  for (const ov::Dimension& dimension : shape) {
-    dims.push_back(dimension.is_static() ? static_cast<std::size_t>(dimension.get_length()) : 0);
+DataPtr describe(const std::string& name, const Port& port) {
+  return std::make_shared<Data>(
+      name, TensorDesc(precisionOf(port), dimsOf(shapeOf(port.get())), Layout::ANY));
+}
+
+// Text and model are read apart; names that went to the wrong port would give wrong results.
+void requireSameCount(const CNNNetwork::Impl& network) {
+  std::size_t inputs = 0, outputs = 0;
+  check(ov_model_inputs_size(network.model.get(), &inputs));
+  check(ov_model_outputs_size(network.model.get(), &outputs));
+  if (inputs == network.inputNames.size() && outputs == network.outputNames.size()) return;
+  fail("The network's text does not have the inputs and outputs that the engine reads in it");
+}
+
+// Indices and new shapes of inputs, as the engine takes them.
+class Reshaping {
+ public:
+  void add(std::size_t input, Shape shape) {
+    indices.push_back(input);
+    shapes.push_back(*std::move(shape));
   }
-  return dims;
-}
 
-DataPtr describe(const std::string& name, const ov::Output<ov::Node>& port) {
-  return std::make_shared<Data>(name, TensorDesc(precisionOf(port.get_element_type()),
-                                                 dimsOf(port.get_partial_shape()), Layout::ANY));
-}
+  /// Whether there was anything to do.
+  bool applyTo(ov_model_t* model) {
+    std::vector<ov_partial_shape_t> partial;
+    for (auto& shape : shapes) {
+      const auto rank = static_cast<std::int64_t>(shape.size());
+      partial.push_back({{rank, rank}, shape.data()});
+    }
+    if (indices.empty()) return false;
+    check(ov_model_reshape_by_port_indexes(model, indices.data(), partial.data(), indices.size()));
+    return true;
+  }
 
-std::string nameOfOutput(const ov::Output<ov::Node>& result) {
-  const ov::Output<ov::Node> source = result.get_node()->input_value(0);
-  const std::string name = source.get_node()->get_friendly_name();
-  if (source.get_node()->get_output_size() == 1) return name;
-  return name + "." + std::to_string(source.get_index());
-}
-
-bool hasBatch(const ov::PartialShape& shape) {
-  const ov::Rank rank = shape.rank();
-  return rank.is_static() && (rank.get_length() == 2 || rank.get_length() >= 4);
-}
-
-void requireKnown(const std::string& name, const ov::PartialShape& shape) {
-  if (shape.is_static()) return;
-  std::ostringstream text;
-  text << "Input '" << name << "' has a dimension that is not known: " << shape;
-  throw GeneralError(text.str());
-}
+ private:
+  std::vector<std::size_t> indices;
+  std::vector<std::vector<ov_dimension_t>> shapes;
+};
 
 }  // namespace
 
-CNNNetwork::CNNNetwork(std::shared_ptr<ov::Model> model) : impl_(std::make_shared<Impl>()) {
-  engineCall([&] {
-    impl_->model = std::move(model);
-    for (const ov::Output<ov::Node>& input : impl_->model->inputs()) {
-      const std::string& name =
-          impl_->inputNames.emplace_back(input.get_node()->get_friendly_name());
-      auto info = std::make_shared<InputInfo>();
-      info->setInputData(describe(name, input));
-      impl_->inputs.emplace(name, std::move(info));
-    }
-    for (const ov::Output<ov::Node>& output : impl_->model->outputs()) {
-      const std::string& name = impl_->outputNames.emplace_back(nameOfOutput(output));
-      impl_->outputs.emplace(name, describe(name, output));
-    }
-  });
+CNNNetwork::Impl::Impl(std::shared_ptr<const void> bytes, Model read, const NetworkText& text)
+    : weights(std::move(bytes)), model(std::move(read)), outputNames(text.outputs) {
+  for (const NetworkText::Input& input : text.inputs) {
+    inputNames.push_back(input.name);
+    layouts.push_back(parseLayout(input.layout));
+  }
+  requireSameCount(*this);
+  for (std::size_t i = 0; i < inputNames.size(); ++i) {
+    auto info = std::make_shared<InputInfo>();
+    info->setInputData(describe(inputNames[i], input(i)));
+    inputs.emplace(inputNames[i], std::move(info));
+  }
+  for (std::size_t i = 0; i < outputNames.size(); ++i) {
+    outputs.emplace(outputNames[i], describe(outputNames[i], output(i)));
+  }
+}
+
+Port CNNNetwork::Impl::input(std::size_t index) const {
+  return made<Port>(ov_model_const_input_by_index, model.get(), index);
+}
+
+Port CNNNetwork::Impl::output(std::size_t index) const {
+  return made<Port>(ov_model_const_output_by_index, model.get(), index);
 }
 
 void CNNNetwork::Impl::readShapes() {
   for (std::size_t i = 0; i < inputNames.size(); ++i) {
-    inputs.at(inputNames[i])->setDims(dimsOf(model->input(i).get_partial_shape()));
+    inputs.at(inputNames[i])->setDims(dimsOf(shapeOf(input(i).get())));
   }
   for (std::size_t i = 0; i < outputNames.size(); ++i) {
-    outputs.at(outputNames[i])->setDims(dimsOf(model->output(i).get_partial_shape()));
+    outputs.at(outputNames[i])->setDims(dimsOf(shapeOf(output(i).get())));
   }
 }
 
 void CNNNetwork::setBatchSize(std::size_t size) {
-  engineCall([&] {
-    std::map<ov::Output<ov::Node>, ov::PartialShape> shapes;
-    for (std::size_t i = 0; i < impl_->inputNames.size(); ++i) {
-      const ov::Output<ov::Node> input = impl_->model->input(i);
-      ov::PartialShape shape = input.get_partial_shape();
-      if (hasBatch(shape)) shape[0] = static_cast<ov::Dimension::value_type>(size);
-      requireKnown(impl_->inputNames[i], shape);
-      if (shape != input.get_partial_shape()) shapes.emplace(input, shape);
+  const auto batch = static_cast<std::int64_t>(size);
+  std::vector<std::pair<std::string, std::size_t>> byName;
+  for (std::size_t i = 0; i < impl->inputNames.size(); ++i) {
+    byName.emplace_back(impl->inputNames[i], i);
+  }
+  std::sort(byName.begin(), byName.end());
+  std::vector<BatchInput> inputs;
+  for (const auto& [name, index] : byName) {
+    inputs.push_back({impl->layouts[index], shapeOf(impl->input(index).get())});
+  }
+
+  const auto dimensions = batchDimensions(inputs);
+  Reshaping reshaping;
+  for (std::size_t i = 0; i < inputs.size(); ++i) {
+    Shape& shape = inputs[i].shape;
+    ov_dimension_t* dimension = dimensions[i] ? &(*shape)[*dimensions[i]] : nullptr;
+    const bool changes =
+        dimension != nullptr && (dimension->min != batch || dimension->max != batch);
+    if (changes) *dimension = {batch, batch};
+    if (!isKnown(shape)) {
+      fail("Input '" + byName[i].first + "' has a dimension that is not known: " + toText(shape));
     }
-    if (shapes.empty()) return;
-    impl_->model->reshape(shapes);
-    impl_->readShapes();
-  });
+    if (changes) reshaping.add(byName[i].second, shape);
+  }
+  if (reshaping.applyTo(impl->model.get())) impl->readShapes();
 }
 
 InputsDataMap CNNNetwork::getInputsInfo() const {
-  return impl_ ? impl_->inputs : InputsDataMap();
+  return impl ? impl->inputs : InputsDataMap();
 }
 
 OutputsDataMap CNNNetwork::getOutputsInfo() const {
-  return impl_ ? impl_->outputs : OutputsDataMap();
+  return impl ? impl->outputs : OutputsDataMap();
 }
 
 }  // namespace InferenceEngine

@@ -1,102 +1,38 @@
-#include <filesystem>
-#include <memory>
-#include <optional>
-
-#include <openvino/core/preprocess/pre_post_process.hpp>
-#include <openvino/core/version.hpp>
-#include <openvino/runtime/core.hpp>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "build_constants.h"
 #include "engine/cnn_network_impl.h"
 #include "engine/engine_call.h"
 #include "engine/executable_network_impl.h"
-#include "engine/xml_start.h"
-#include "system/module_path.h"
+#include "engine/plugin_list.h"
+#include "engine/preparation.h"
+#include "engine/shape.h"
 
 namespace InferenceEngine {
 namespace {
 
-// Gives a tensor memory that there is already, and ends it with the tensor.
-struct HeldBytes {
-  std::shared_ptr<OMB::ByteVector> bytes;
+using CoreHandle = Handle<ov_core_t, ov_core_free>;
+using Tensor = Handle<ov_tensor_t, ov_tensor_free>;
+using ReadModel = Handle<ov_model_t, ov_model_free>;
+using CompiledModel = Handle<ov_compiled_model_t, ov_compiled_model_free>;
 
-  void* allocate(std::size_t /*size*/, std::size_t /*alignment*/) { return bytes->data(); }
-  void deallocate(void* /*block*/, std::size_t /*size*/, std::size_t /*alignment*/) noexcept {
-    bytes.reset();
-  }
-  bool is_equal(const HeldBytes& other) const { return bytes == other.bytes; }
-};
+// Every core of the engine has this device, whatever its list says, and finds the library for it
+// in full beside its runtime: a name that the engine would look for could be anybody's library.
+constexpr char kOwnPlugin[] = "MKLDNNPlugin";
+constexpr char kOwnDevice[] = "CPU";
 
-ov::element::Type elementOf(Precision precision) {
-  switch (precision) {
-    case Precision::FP32:
-      return ov::element::f32;
-    case Precision::U8:
-      return ov::element::u8;
-    case Precision::UNSPECIFIED:
-      break;
-  }
-  return ov::element::dynamic;
+// A tensor over the blob's memory, which it does not keep.
+Tensor tensorOver(Blob& blob) {
+  std::int64_t size = static_cast<std::int64_t>(blob.byteSize());
+  return made<Tensor>(ov_tensor_create_from_host_ptr, U8, ov_shape_t{1, &size},
+                      blob.wmap().as<void*>());
 }
 
-// Whether the memory has to hold another type than the network works in.
-bool converts(Precision wanted, const ov::Output<ov::Node>& port) {
-  return wanted != Precision::UNSPECIFIED && elementOf(wanted) != port.get_element_type();
-}
-
-// Whether the memory has to be in another layout than the network declares.
-bool reorders(Layout wanted, const ov::Output<ov::Node>& input) {
-  const ov::Layout declared = ov::layout::get_layout(input);
-  return wanted == Layout::NCHW && !declared.empty() && declared != ov::Layout("NCHW");
-}
-
-// Applies what was set in the network, on a copy; what changes nothing needs none.
-std::shared_ptr<ov::Model> prepared(const std::shared_ptr<ov::Model>& model,
-                                    const std::vector<TensorDesc>& inputs,
-                                    const std::vector<TensorDesc>& outputs) {
-  std::optional<ov::preprocess::PrePostProcessor> steps;
-  const auto change = [&]() -> ov::preprocess::PrePostProcessor& {
-    return steps ? *steps : steps.emplace(model->clone());
-  };
-  for (std::size_t i = 0; i < inputs.size(); ++i) {
-    if (converts(inputs[i].getPrecision(), model->input(i))) {
-      change().input(i).tensor().set_element_type(elementOf(inputs[i].getPrecision()));
-    }
-    if (reorders(inputs[i].getLayout(), model->input(i)))
-      change().input(i).tensor().set_layout("NCHW");
-  }
-  for (std::size_t i = 0; i < outputs.size(); ++i) {
-    if (!converts(outputs[i].getPrecision(), model->output(i))) continue;
-    change().output(i).tensor().set_element_type(elementOf(outputs[i].getPrecision()));
-  }
-  return steps ? steps->build() : model;
-}
-
-// In the model's order, which is not the order of the names.
-template <typename InfoMap>
-std::vector<TensorDesc> descriptions(const std::vector<std::string>& names, const InfoMap& infos) {
-  std::vector<TensorDesc> result;
-  for (const std::string& name : names) result.push_back(infos.at(name)->getTensorDesc());
-  return result;
-}
-
-// The compiled network's port of each name.
-template <typename Port>
-void addPorts(Ports& ports, const std::vector<std::string>& names, const std::vector<Port>& found) {
-  for (std::size_t i = 0; i < names.size(); ++i) ports.emplace(names[i], found.at(i));
-}
-
-// The engine looks for a bare name in the current folder before its own, where anybody could have
-// put a library of that name: the one beside the runtime is named in full.
-std::string cpuPlugin() {
-  const auto inRuntime = reinterpret_cast<const void*>(&ov::get_openvino_version);
-  const std::filesystem::path file = std::filesystem::path(OMB::system::modulePath(inRuntime))
-                                         .replace_filename("libopenvino_intel_cpu_plugin.so");
-  return std::filesystem::exists(file) ? file.string() : "openvino_intel_cpu_plugin";
-}
-
-ov::AnyMap settings(const std::map<std::string, std::string>& config) {
-  ov::AnyMap result;
+std::map<std::string, std::string> settings(const std::map<std::string, std::string>& config) {
+  std::map<std::string, std::string> result;
   for (const auto& [key, value] : config) {
     result[key == "CPU_THREADS_NUM" ? "INFERENCE_NUM_THREADS" : key] = value;
   }
@@ -106,59 +42,70 @@ ov::AnyMap settings(const std::map<std::string, std::string>& config) {
   return result;
 }
 
+CompiledModel compile(const CoreHandle& core, const Model& model, const std::string& device,
+                      const std::map<std::string, std::string>& settings) {
+  std::vector<ov_property_t> properties;
+  for (const auto& [key, value] : settings) properties.push_back({key.c_str(), value.c_str()});
+  return made<CompiledModel>(ov_core_compile_model_props, core.get(), model.get(), device.c_str(),
+                             properties.size(), properties.data());
+}
+
+// The compiled network's port of each name.
+template <typename Get>
+void addPorts(Ports& ports, const std::vector<std::string>& names, const CompiledModel& compiled,
+              Get get) {
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    auto port = made<Port>(get, compiled.get(), i);
+    const bool fixed = isKnown(shapeOf(port.get()));
+    ports.emplace(names[i], CompiledPort{std::move(port), fixed});
+  }
+}
+
 }  // namespace
 
-void MemoryBlob::allocate() {
-  engineCall([&] {
-    bytes_.reserve(1);  // the runtime wants an address even for nothing
-    const HeldBytes held{std::make_shared<OMB::ByteVector>(std::move(bytes_))};
-    tensor_ = ov::Tensor(elementOf(desc_.getPrecision()), ov::Shape(desc_.getDims()), held);
-  });
-}
-
 struct Core::Impl {
-  ov::Core core;
+  CoreHandle core;
+  std::map<std::string, std::string> devices = {};  ///< the engine's name of each registered one
 };
 
-Core::Core(const std::string& pluginList)
-    : impl_(engineCall([&] { return std::make_shared<Impl>(Impl{ov::Core(pluginList)}); })) {}
-
-void Core::RegisterPlugin(const std::string& plugin, const std::string& device) {
-  engineCall([&] {
-    impl_->core.register_plugin(plugin == "MKLDNNPlugin" ? cpuPlugin() : plugin, device);
-  });
+Core::Core(const std::string& pluginList) {
+  requireOwnPlugins(pluginList);
+  impl = std::make_shared<Impl>(
+      Impl{made<CoreHandle>(ov_core_create_with_config, pluginList.c_str())});
 }
 
-CNNNetwork Core::ReadNetwork(const std::string& text, const Blob::Ptr& weights) const {
-  // The runtime skips whatever stands before the root. What another initialisation vector garbles
-  // is there, and the start of the weights, which nobody would notice.
-  if (!startsAsXml(text)) throw GeneralError("The network's text does not start as XML does");
-  CNNNetwork network(engineCall([&] { return impl_->core.read_model(text, weights->tensor()); }));
-  // A text that was cut may still be read: as a network that nothing goes into or comes out of.
-  if (network.impl_->inputs.empty() || network.impl_->outputs.empty()) {
-    throw GeneralError("The network has no input or no output");
-  }
+void Core::RegisterPlugin(const std::string& plugin, const std::string& device) {
+  if (plugin != kOwnPlugin) fail("The engine has no plug-in '" + plugin + "'");
+  if (impl->devices.emplace(device, kOwnDevice).second) return;
+  fail("Device with \"" + device + "\" is already registered in the OpenVINO Runtime");
+}
+
+CNNNetwork Core::ReadNetwork(std::string_view text, const Blob::Ptr& weights) const {
+  const NetworkText read = readNetworkText(text);
+  const Tensor tensor = tensorOver(*weights);
+  Model model = made<ReadModel>(ov_core_read_model_from_memory_buffer, impl->core.get(),
+                                text.data(), text.size(), tensor.get());
+  CNNNetwork network;
+  network.impl = std::make_shared<CNNNetwork::Impl>(weights->getOwner(), std::move(model), read);
   return network;
 }
 
 ExecutableNetwork Core::LoadNetwork(const CNNNetwork& network, const std::string& device,
                                     const std::map<std::string, std::string>& config) {
-  if (network.impl_ == nullptr) throw GeneralError("The network is empty");
-  const CNNNetwork::Impl& source = *network.impl_;
-  const std::vector<TensorDesc> inputs = descriptions(source.inputNames, source.inputs);
-  const std::vector<TensorDesc> outputs = descriptions(source.outputNames, source.outputs);
-
-  return engineCall([&] {
-    ExecutableNetwork loaded;
-    loaded.impl_ = std::make_shared<ExecutableNetwork::Impl>();
-    loaded.impl_->compiled = impl_->core.compile_model(prepared(source.model, inputs, outputs),
-                                                       device, settings(config));
-    auto ports = std::make_shared<Ports>();
-    addPorts(*ports, source.inputNames, loaded.impl_->compiled.inputs());
-    addPorts(*ports, source.outputNames, loaded.impl_->compiled.outputs());
-    loaded.impl_->ports = std::move(ports);
-    return loaded;
-  });
+  if (network.impl == nullptr) throw GeneralError("The network is empty");
+  CNNNetwork::Impl& source = *network.impl;
+  const Model model = prepared(source);
+  const auto registered = impl->devices.find(device);
+  auto compiled =
+      compile(impl->core, model, registered == impl->devices.end() ? device : registered->second,
+              settings(config));
+  auto ports = std::make_shared<Ports>();
+  addPorts(*ports, source.inputNames, compiled, ov_compiled_model_input_by_index);
+  addPorts(*ports, source.outputNames, compiled, ov_compiled_model_output_by_index);
+  ExecutableNetwork loaded;
+  loaded.impl = std::make_shared<ExecutableNetwork::Impl>(ExecutableNetwork::Impl{
+      source.weights, std::move(compiled), std::move(ports), ov_model_is_dynamic(model.get())});
+  return loaded;
 }
 
 }  // namespace InferenceEngine

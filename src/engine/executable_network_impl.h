@@ -5,18 +5,23 @@
 #include <memory>
 #include <string>
 
-#include <openvino/runtime/compiled_model.hpp>
-
+#include "engine/engine_call.h"
 #include "engine/inference_engine.h"
 
 namespace InferenceEngine {
 
 /// Inputs and outputs by the names that the network gives them.
-using Ports = std::map<std::string, ov::Output<const ov::Node>>;
+struct CompiledPort {
+  Port port;
+  bool fixed;  ///< whether its shape is known before an inference
+};
+using Ports = std::map<std::string, CompiledPort>;
 
 struct ExecutableNetwork::Impl {
-  ov::CompiledModel compiled;
+  std::shared_ptr<const void> weights;  ///< the compiled model may refer to them: they end last
+  Handle<ov_compiled_model_t, ov_compiled_model_free> compiled;
   std::shared_ptr<const Ports> ports;  ///< shared with the requests
+  bool dynamic;                        ///< whether data settle a dimension anywhere in the network
 };
 
 }  // namespace InferenceEngine

@@ -1,9 +1,9 @@
 // The InferenceEngine interface that the backend is written against, over the installed OpenVINO
 // runtime.
 //
-// Every failure of the engine is a GeneralError that carries the engine's own text; std::bad_alloc
-// passes as it is. Copies of a network, an executable network or a request are handles on one
-// object.
+// Every failure of the engine is a GeneralError that carries the engine's own text, on one line;
+// std::bad_alloc passes as it is. Copies of a network, an executable network or a request are
+// handles on one object.
 #pragma once
 
 #include <cstddef>
@@ -11,16 +11,11 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
-#include <openvino/runtime/tensor.hpp>
-
 #include "ombrel/platform/byte_vector.h"
-
-namespace ov {
-class Model;
-}
 
 namespace InferenceEngine {
 
@@ -44,38 +39,39 @@ using SizeVector = std::vector<std::size_t>;
 
 class TensorDesc {
  public:
-  TensorDesc(Precision precision, SizeVector dims, Layout layout)
-      : precision_(precision), dims_(std::move(dims)), layout_(layout) {}
+  TensorDesc(Precision type, SizeVector sizes, Layout order)
+      : precision(type), dims(std::move(sizes)), layout(order) {}
 
-  Precision getPrecision() const { return precision_; }
-  void setPrecision(Precision precision) { precision_ = precision; }
+  Precision getPrecision() const { return precision; }
+  void setPrecision(Precision type) { precision = type; }
   /// A dimension that the network only settles while it runs is 0.
-  const SizeVector& getDims() const { return dims_; }
-  void setDims(SizeVector dims) { dims_ = std::move(dims); }
-  Layout getLayout() const { return layout_; }
-  void setLayout(Layout layout) { layout_ = layout; }
+  const SizeVector& getDims() const { return dims; }
+  void setDims(SizeVector sizes) { dims = std::move(sizes); }
+  Layout getLayout() const { return layout; }
+  void setLayout(Layout order) { layout = order; }
 
  private:
-  Precision precision_;
-  SizeVector dims_;
-  Layout layout_;
+  Precision precision;
+  SizeVector dims;
+  Layout layout;
 };
 
 /// An input or output of a network: its name and what was set for it.
 class Data {
  public:
-  Data(std::string name, TensorDesc desc) : name_(std::move(name)), desc_(std::move(desc)) {}
+  Data(std::string called, TensorDesc described)
+      : name(std::move(called)), desc(std::move(described)) {}
 
-  const std::string& getName() const { return name_; }
-  const TensorDesc& getTensorDesc() const { return desc_; }
-  const SizeVector& getDims() const { return desc_.getDims(); }
-  void setDims(SizeVector dims) { desc_.setDims(std::move(dims)); }
-  void setPrecision(Precision precision) { desc_.setPrecision(precision); }
-  void setLayout(Layout layout) { desc_.setLayout(layout); }
+  const std::string& getName() const { return name; }
+  const TensorDesc& getTensorDesc() const { return desc; }
+  const SizeVector& getDims() const { return desc.getDims(); }
+  void setDims(SizeVector dims) { desc.setDims(std::move(dims)); }
+  void setPrecision(Precision precision) { desc.setPrecision(precision); }
+  void setLayout(Layout layout) { desc.setLayout(layout); }
 
  private:
-  std::string name_;
-  TensorDesc desc_;
+  std::string name;
+  TensorDesc desc;
 };
 using DataPtr = std::shared_ptr<Data>;
 
@@ -85,18 +81,18 @@ class InputInfo {
  public:
   using Ptr = std::shared_ptr<InputInfo>;
 
-  void setInputData(DataPtr data) { data_ = std::move(data); }
-  const TensorDesc& getTensorDesc() const { return data().getTensorDesc(); }
-  void setPrecision(Precision precision) { data().setPrecision(precision); }
-  void setLayout(Layout layout) { data().setLayout(layout); }
-  void setDims(SizeVector dims) { data().setDims(std::move(dims)); }
+  void setInputData(DataPtr described) { data = std::move(described); }
+  const TensorDesc& getTensorDesc() const { return present().getTensorDesc(); }
+  void setPrecision(Precision precision) { present().setPrecision(precision); }
+  void setLayout(Layout layout) { present().setLayout(layout); }
+  void setDims(SizeVector dims) { present().setDims(std::move(dims)); }
 
  private:
-  Data& data() const {
-    if (data_ == nullptr) throw GeneralError("Data is empty!");
-    return *data_;
+  Data& present() const {
+    if (data == nullptr) throw GeneralError("Data is empty!");
+    return *data;
   }
-  DataPtr data_;
+  DataPtr data;
 };
 
 using InputsDataMap = std::map<std::string, InputInfo::Ptr>;
@@ -107,46 +103,49 @@ using OutputsDataMap = std::map<std::string, DataPtr>;
 template <typename T>
 class LockedMemory {
  public:
-  explicit LockedMemory(T* address) : address_(address) {}
+  explicit LockedMemory(T* memory) : address(memory) {}
 
   template <typename U>
   U as() const {
-    return static_cast<U>(address_);
+    return static_cast<U>(address);
   }
 
  private:
-  T* address_;
+  T* address;
 };
 
-/// A tensor's memory. The blobs of a request share the request's memory.
+/// A tensor's memory, kept by what owns it. The blobs of a request share the request's memory.
 class Blob {
  public:
   using Ptr = std::shared_ptr<Blob>;
 
-  explicit Blob(ov::Tensor tensor) : tensor_(std::move(tensor)) {}
+  Blob() = default;
+  Blob(void* memory, std::size_t bytes, std::shared_ptr<const void> keeper)
+      : address(memory), size(bytes), owner(std::move(keeper)) {}
   virtual ~Blob() = default;
 
-  std::size_t byteSize() const { return tensor_ ? tensor_.get_byte_size() : 0; }
-  LockedMemory<void> wmap() { return LockedMemory<void>(tensor_.data()); }
-  LockedMemory<const void> rmap() const {
-    return LockedMemory<const void>(std::as_const(tensor_).data());
-  }
-  const ov::Tensor& tensor() const { return tensor_; }
+  std::size_t byteSize() const { return size; }
+  LockedMemory<void> wmap() { return LockedMemory<void>(address); }
+  LockedMemory<const void> rmap() const { return LockedMemory<const void>(address); }
+  /// What has to live as long as the memory is used.
+  const std::shared_ptr<const void>& getOwner() const { return owner; }
 
  protected:
-  ov::Tensor tensor_;
+  void* address = nullptr;
+  std::size_t size = 0;
+  std::shared_ptr<const void> owner;
 };
 
 /// A blob over bytes of its own, once it is allocated.
 class MemoryBlob final : public Blob {
  public:
-  MemoryBlob(TensorDesc desc, OMB::ByteVector bytes)
-      : Blob(ov::Tensor()), desc_(std::move(desc)), bytes_(std::move(bytes)) {}
+  MemoryBlob(TensorDesc described, OMB::ByteVector contents)
+      : desc(std::move(described)), bytes(std::move(contents)) {}
   void allocate();
 
  private:
-  TensorDesc desc_;
-  OMB::ByteVector bytes_;
+  TensorDesc desc;
+  OMB::ByteVector bytes;
 };
 
 /// A blob of the bytes, which it takes over: weights come in hundreds of megabytes, and copying
@@ -160,11 +159,14 @@ std::shared_ptr<MemoryBlob> make_shared_blob(TensorDesc desc, OMB::ByteVector by
 /// A network as read. Threads: the const operations may overlap.
 class CNNNetwork {
  public:
-  CNNNetwork() = default;
-  explicit CNNNetwork(std::shared_ptr<ov::Model> model);
+  struct Impl;  ///< the engine layer's own
 
-  /// Makes `size` dimension 0 of every input that has a batch: those of rank 2 and of rank 4 and
-  /// more. Raises for an input that has an unknown dimension after that.
+  CNNNetwork() = default;
+
+  /// Makes `size` the batch of every input that has one: the declared layout says which dimension
+  /// it is, if any. Where none is declared it is dimension 0 of an input of rank 2 or of rank 4 and
+  /// more, provided that the network's image has that batch as well. Raises for an input that has
+  /// an unknown dimension after that.
   void setBatchSize(std::size_t size);
 
   /// By name, in order; empty for an empty network. The maps are the caller's, what they hold is
@@ -175,8 +177,7 @@ class CNNNetwork {
 
  private:
   friend class Core;
-  struct Impl;
-  std::shared_ptr<Impl> impl_;
+  std::shared_ptr<Impl> impl;
 };
 
 /// One inference at a time. Threads: different requests may run at the same time.
@@ -184,48 +185,52 @@ class InferRequest {
  public:
   /// The same name gives the same memory for the life of the request.
   Blob::Ptr GetBlob(const std::string& name) const;
-  /// Returns when the output is complete.
+  /// Returns when the output is complete. A network with dimensions that only its data settle runs
+  /// on one of the engine's threads, since the calling one would not be told of every failure.
   void Infer();
 
  private:
   friend class ExecutableNetwork;
   struct Impl;
-  std::shared_ptr<Impl> impl_;
+  std::shared_ptr<Impl> impl;
 };
 
 /// A network compiled for a device. Outlives the core and the network that it was made of.
 class ExecutableNetwork {
  public:
-  explicit operator bool() const { return impl_ != nullptr; }
+  explicit operator bool() const { return impl != nullptr; }
   InferRequest CreateInferRequest() const;
 
  private:
   friend class Core;
   struct Impl;
-  std::shared_ptr<Impl> impl_;
+  std::shared_ptr<Impl> impl;
 };
 
 /// The engine's devices. What it makes outlives it.
 class Core {
  public:
-  /// Reads the list of plug-ins at the path.
+  /// Reads the list of plug-ins at the path. A library in it that is not one of the engine's
+  /// runtime beside the list is refused.
   explicit Core(const std::string& pluginList);
 
-  /// For this core only. Today's name of the engine's plug-in is used for "MKLDNNPlugin".
+  /// For this core only. "MKLDNNPlugin" stands for the engine's own plug-in of the CPU, which comes
+  /// from beside the engine's runtime; no other can be registered.
   void RegisterPlugin(const std::string& plugin, const std::string& device);
 
-  /// The network shares the memory of the blob. A text that is no network in XML, or one
-  /// without an input or an output, is refused.
-  CNNNetwork ReadNetwork(const std::string& text, const Blob::Ptr& weights) const;
+  /// The network shares the memory of the blob, and keeps nothing of the text. A text that is no
+  /// network in XML, or one without an input or an output, is refused.
+  CNNNetwork ReadNetwork(std::string_view text, const Blob::Ptr& weights) const;
 
-  /// Applies the precisions and layouts that were set in the network, on a copy of it. The key
-  /// "CPU_THREADS_NUM" is turned into today's; other keys pass as they are.
+  /// Applies the precisions and layouts that were set in the network. A layout is applied only
+  /// where the declared one has the same dimensions in another order. The key "CPU_THREADS_NUM" is
+  /// turned into today's; other keys pass as they are.
   ExecutableNetwork LoadNetwork(const CNNNetwork& network, const std::string& device,
                                 const std::map<std::string, std::string>& config);
 
  private:
   struct Impl;
-  std::shared_ptr<Impl> impl_;
+  std::shared_ptr<Impl> impl;
 };
 
 }  // namespace InferenceEngine
