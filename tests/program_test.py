@@ -192,6 +192,17 @@ class Program(unittest.TestCase):
                     if kept.exists():
                         kept.rename(place)
 
+    def test_tells_of_libraries_that_run_without_a_proof(self):
+        for name in ("libtop.so", "libmiddle.so", "libdeep.so"):
+            shutil.copy(trap.parent / name, self.folder)
+        self.succeed("digest libtop.so libmiddle.so --manifest top.json")
+        self.assertEqual(self.run_program("check --plugin top.json"), CHECK)
+        self.assertRegex(self.error, r"\Aombrel: libdeep.so is mapped from /.*, and not listed\n"
+                                     r"ombrel: 1 libraries of the folder run without a proof")
+        self.succeed("digest libdeep.so --manifest top.json --closed")
+        self.assertEqual(self.run_program("check --plugin top.json"), PACKAGE)
+        self.assertIn("ombrel: libecho.so is not listed, in a folder that is closed\n", self.error)
+
     def test_springs_the_trap_where_it_is_listed(self):
         shutil.copy(trap, self.folder / "libtrap.so")
         self.succeed("digest libtrap.so --manifest t.json")

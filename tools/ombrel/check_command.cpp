@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,7 @@
 #include "ombrel/plugin/plugin_manager.h"
 #include "ombrel/plugin/return_codes.h"
 
+#include "mapped_modules.h"
 #include "plugin_setup.h"
 #include "tool_error.h"
 
@@ -88,6 +90,20 @@ void requireLoad(const Manifest& manifest, const std::string& folder) {
   }
 }
 
+/// What the loader took from the folder although no list names it, which the folder is open to.
+void requireListed(const PackageVerifier& package, const std::string& folder) {
+  std::set<std::string> unlisted = modulesFrom(folder);
+  for (const PackageFinding& finding : package.GetFindings()) unlisted.erase(finding.name);
+  if (unlisted.empty()) return;
+  for (const std::string& name : unlisted) {
+    std::fprintf(stderr, "ombrel: %s is mapped from %s, and not listed\n", name.c_str(),
+                 folder.c_str());
+  }
+  throw ToolError(ExitCode::Check, std::to_string(unlisted.size()) +
+                                       " libraries of the folder run without a proof; list them, "
+                                       "and close the folder with digest --closed");
+}
+
 }  // namespace
 
 ExitCode checkCommand(const std::filesystem::path& file) {
@@ -107,6 +123,7 @@ ExitCode checkCommand(const std::filesystem::path& file) {
                                          " dependencies did not pass");
   }
   requireLoad(manifest, folder);
+  requireListed(*package, folder);
   std::printf("%s passed with all of its %zu dependencies, and %zu files before that\n",
               manifest.name.c_str(), findings.size(), package->GetFindings().size());
   return ExitCode::Success;

@@ -37,7 +37,7 @@ inline constexpr ExitMeaning exitMeanings[] = {
     {ExitCode::Model, "the model did not load"},
     {ExitCode::Runner, "the runner is not ready"},
     {ExitCode::Run, "the network does not take the image, or failed on it"},
-    {ExitCode::Check, "a dependency was refused or did not load"},
+    {ExitCode::Check, "a dependency was refused, did not load, or runs without a proof"},
     {ExitCode::Package, "a file is not as the manifest has it; nothing was loaded"},
 };
 
