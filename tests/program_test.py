@@ -1,18 +1,22 @@
-"""The host program over a plug-in that echoes its input: program_test.py PROGRAM PLUGIN.
+"""The host program over a plug-in that echoes its input: program_test.py PROGRAM PLUGIN TRAP.
 
 What it prints, and that each failure ends with its documented exit code and one line on standard error.
+TRAP is a library that leaves a file behind where it is opened.
 """
 import array
+import os
 import pathlib
 import re
 import shutil
+import signal
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
 KEY = "0102030405060708090A0b0c0d0e0f10"
-SUCCESS, USAGE, BAD_KEY, FILE, IMAGE, MANIFEST, PLUGIN, MODEL, RUNNER, RUN, CHECK = 0, *range(2, 12)
+SUCCESS, USAGE, BAD_KEY, FILE, IMAGE, MANIFEST, PLUGIN, MODEL, RUNNER, RUN, CHECK, PACKAGE = 0, *range(2, 13)
 PLAIN = "--size 4x2 --plugin m.json"
 
 
@@ -34,15 +38,22 @@ class Program(unittest.TestCase):
         (self.folder / "b.ppm").write_bytes(ppm(8, 4, 100))
         self.succeed("digest libecho.so --manifest m.json")
 
-    def run_program(self, arguments):
+        self.write_key("key")
+
+    def write_key(self, name, text=KEY + "\n", rights=0o600):
+        (self.folder / name).write_text(text)
+        (self.folder / name).chmod(rights)
+
+    def run_program(self, arguments, typed="", **variables):
         """The exit code; what was printed is in `out` and `error` then."""
-        done = subprocess.run([program, *arguments.split()], cwd=self.folder, stdin=subprocess.DEVNULL,
-                              capture_output=True, text=True)
+        done = subprocess.run([program, *arguments.split()], cwd=self.folder, input=typed,
+                              capture_output=True, text=True, env={**os.environ, **variables})
         self.out, self.error = done.stdout, done.stderr
         return done.returncode
 
-    def succeed(self, arguments):
-        self.assertEqual(self.run_program(arguments), SUCCESS, (arguments, getattr(self, "error", "")))
+    def succeed(self, arguments, typed="", **variables):
+        self.assertEqual(self.run_program(arguments, typed, **variables), SUCCESS,
+                         (arguments, getattr(self, "error", "")))
 
     def raw_output(self, options):
         self.succeed(f"run net a.ppm --raw raw {options} {PLAIN}")
@@ -69,11 +80,16 @@ class Program(unittest.TestCase):
 
     def test_ends_each_failure_with_its_code_and_one_line(self):
         (self.folder / "bad.json").write_text("{}")
-        self.write_changed("lost.json", "libecho", "liblost")
+        (self.folder / "libtext.so").write_text("no library")
+        self.succeed("digest libtext.so --manifest text.json")
+        self.write_changed("norange.json", '"offset": 0', '"offset": 0, "offset": 1')
         self.write_changed("noinit.json", "Initialize", "Finalize")
         self.write_changed("nocreate.json", '"Create', '"Destroy')
         (self.folder / "c.cfg").write_text("DataPath elsewhere/")
         (self.folder / "note.png").write_text("no image")
+        self.write_key("short", KEY[1:])
+        self.write_key("long", KEY + "\n\n")
+        self.write_key("open", KEY, 0o640)
         for arguments, code, message in (
                 ("", USAGE, "subcommand is required"),
                 ("run net a.ppm --plugin m.json", USAGE, "--size is required"),
@@ -81,13 +97,28 @@ class Program(unittest.TestCase):
                 (f"run net a.ppm --as u9 {PLAIN}", USAGE, "u9"),
                 ("digest m.json --range 3", USAGE, "not OFFSET:LENGTH"),
                 (f"run net a.ppm --key 12 {PLAIN}", BAD_KEY, "not 32 hexadecimal digits"),
+                (f"run net a.ppm --key-file short {PLAIN}", BAD_KEY, "not 32 hexadecimal digits"),
+                (f"run net a.ppm --key-file long {PLAIN}", BAD_KEY, "not 32 hexadecimal digits"),
+                (f"run net a.ppm --key-file - {PLAIN}", BAD_KEY, "not 32 hexadecimal digits"),
+                (f"run net a.ppm --key-file no {PLAIN}", FILE, "cannot open the key in no"),
+                (f"run net a.ppm --key-file open {PLAIN}", BAD_KEY, "others may read the key in open"),
+                (f"run net a.ppm --key-env NO_KEY {PLAIN}", BAD_KEY, "has no variable NO_KEY"),
+                ("seal net new --key-file key --key-env X", USAGE, "--key-file excludes --key-env"),
+                (f"seal net new --key-file key --key {KEY}", USAGE, "excludes"),
+                (f"seal net new --key-env X --key {KEY}", USAGE, "excludes"),
+                (f"seal net new --key {KEY} --key {KEY}", USAGE, "--key"),
+                ("seal net new", USAGE, "one of --key-file, --key-env and --key is required"),
+                ("keygen", USAGE, "--model is required"),
+                ("keygen --model key", FILE, "cannot make key: File exists"),
                 (f"run net a.ppm --labels no {PLAIN}", FILE, "cannot open no"),
                 (f"run net a.ppm --config no {PLAIN}", FILE, "configuration file no"),
                 (f"run net a.ppm --raw no/raw {PLAIN}", FILE, "cannot write no/raw"),
                 (f"run net no.ppm {PLAIN}", IMAGE, "no.ppm"),
                 (f"run net note.png {PLAIN}", IMAGE, "note.png"),
                 ("run net a.ppm --size 4x2 --plugin bad.json", MANIFEST, '"name" is missing'),
-                ("run net a.ppm --size 4x2 --plugin lost.json", PLUGIN, "code -1, its library"),
+                ("run net a.ppm --size 4x2 --plugin norange.json", MANIFEST, '"offset" stands twice'),
+                ("run net a.ppm --size 4x2 --plugin no.json", FILE, "cannot open no.json"),
+                ("run net a.ppm --size 4x2 --plugin text.json", PLUGIN, "code -1, its library"),
                 ("run net a.ppm --size 4x2 --plugin noinit.json", PLUGIN, "code -4, "),
                 ("run net a.ppm --size 4x2 --plugin nocreate.json", PLUGIN, "create entry"),
                 (f"run net.xml a.ppm {PLAIN}", MODEL, "name the model without .xml"),
@@ -100,7 +131,8 @@ class Program(unittest.TestCase):
                 (f"seal net net --key {KEY}", FILE, "will not overwrite the input net.xml"),
                 (f"seal no new --key {KEY}", FILE, "cannot open no.xml"),
                 ("digest a.ppm --range 4294967295:1", FILE, "the range goes beyond"),
-                ("check --plugin lost.json", PLUGIN, "cannot load plug-in liblost.so")):
+                ("digest a.ppm --closed", USAGE, "--closed requires --manifest"),
+                ("check --plugin text.json", PLUGIN, "cannot load plug-in libtext.so")):
             with self.subTest(arguments):
                 self.assertEqual(self.run_program(arguments), code)
                 self.assertRegex(self.error, r"\Aombrel: [^\n]*\n\Z")
@@ -111,19 +143,133 @@ class Program(unittest.TestCase):
         self.succeed("check --plugin m.json")
         self.assertRegex(self.out, r"\Alibecho.so +ok +/.*/libecho.so\n")
         self.library.write_bytes(self.library.read_bytes().replace(b"the echo", b"The echo"))
-        self.assertEqual(self.run_program("check --plugin m.json"), CHECK)
-        self.assertRegex(self.out, r"\Alibecho.so +refused +/.*/libecho.so\n\Z")
-        self.assertEqual(self.run_program(f"run net a.ppm {PLAIN}"), PLUGIN)
-        self.assertIn("Integrity check failed.\nombrel: cannot load plug-in libecho.so", self.error)
-        self.assertIn("code -7, ", self.error)
+        for command in ("check", "run net a.ppm --size 4x2", "bench net --size 4x2"):
+            self.assertEqual(self.run_program(f"{command} --plugin m.json"), PACKAGE)
+            self.assertEqual(self.error, "ombrel: libecho.so is not a file that is listed\n"
+                             "ombrel: 1 of 1 files are not as the manifest has them; nothing was loaded\n")
 
-        # A second digest is an alternative; the same one again changes nothing.
+        # A digest of a part says nothing of the rest.
         self.succeed("digest libecho.so --range 0:64 --manifest m.json --name libecho")
         extended = (self.folder / "m.json").read_text()
         self.assertEqual(len(re.findall('"sha256"', extended)), 2)
-        self.succeed("digest libecho.so --range 0:64 --manifest m.json")
+        self.assertEqual(self.run_program("check --plugin m.json"), PACKAGE)
+        self.assertIn("libecho.so is proven in part only", self.error)
+        # A second digest is an alternative; the same one again changes nothing.
+        self.succeed("digest libecho.so --manifest m.json")
+        extended = (self.folder / "m.json").read_text()
+        self.assertEqual(len(re.findall('"sha256"', extended)), 3)
+        self.succeed("digest libecho.so --manifest m.json")
         self.assertEqual((self.folder / "m.json").read_text(), extended)
         self.succeed(f"run net a.ppm {PLAIN}")
+
+    def test_maps_nothing_that_was_not_proven_first(self):
+        package = self.folder / "package"
+        package.mkdir()
+        shutil.copy(self.library, package)
+        (package / "plugins.xml").write_text("x")
+        (package / "liblisted.so.1").write_text("listed")
+        self.succeed("digest package/libecho.so package/liblisted.so.1 --manifest package/m.json "
+                     "--file package/plugins.xml --outside net.bin --closed")
+        self.assertIn('"file": "../net.bin"', (package / "m.json").read_text())
+        for name, fault in (("libecho.so", "is not a file that is listed"),
+                            ("liblisted.so.1", "is not a file that is listed"),
+                            ("liblisted.so.1.so", "is not a file that is listed"),
+                            ("plugins.xml", "is not a file that is listed"),
+                            ("../net.bin", "is not a file that is listed"),
+                            ("libz.so.1", "is not listed, in a folder that is closed")):
+            for command in ("check", "run net a.ppm --size 4x2", "bench net --size 4x2"):
+                place, kept = package / name, self.folder / "kept"
+                with self.subTest(name, command=command):
+                    if place.exists():
+                        place.rename(kept)
+                    shutil.copy(trap, place)
+                    code = self.run_program(f"{command} --plugin package/m.json",
+                                            OMBREL_TEST_TRAP=str(self.folder / "sprung"))
+                    self.assertFalse((self.folder / "sprung").exists())
+                    self.assertEqual(code, PACKAGE)
+                    self.assertIn(f"ombrel: {name} {fault}\n", self.error)
+                    place.unlink()
+                    if kept.exists():
+                        kept.rename(place)
+
+    def test_tells_of_libraries_that_run_without_a_proof(self):
+        for name in ("libtop.so", "libmiddle.so", "libdeep.so"):
+            shutil.copy(trap.parent / name, self.folder)
+        self.succeed("digest libtop.so libmiddle.so --manifest top.json")
+        self.assertEqual(self.run_program("check --plugin top.json"), CHECK)
+        self.assertRegex(self.error, r"\Aombrel: libdeep.so is mapped from /.*, and not listed\n"
+                                     r"ombrel: 1 libraries of the folder run without a proof")
+        self.succeed("digest libdeep.so --manifest top.json --closed")
+        self.assertEqual(self.run_program("check --plugin top.json"), PACKAGE)
+        self.assertIn("ombrel: libecho.so is not listed, in a folder that is closed\n", self.error)
+
+    def test_springs_the_trap_where_it_is_listed(self):
+        shutil.copy(trap, self.folder / "libtrap.so")
+        self.succeed("digest libtrap.so --manifest t.json")
+        self.run_program("check --plugin t.json", OMBREL_TEST_TRAP=str(self.folder / "sprung"))
+        self.assertTrue((self.folder / "sprung").exists())
+
+    def test_takes_the_key_from_where_it_is_kept(self):
+        expected = self.raw_output(f"--key {KEY}")
+        for arguments, typed, variable in (("--key-file key", "", ""), ("--key-file -", KEY, ""),
+                                           ("--key-file -", KEY + "\r\n", ""), ("--key-env THE_KEY", "", KEY)):
+            with self.subTest(arguments):
+                self.succeed(f"run net a.ppm --raw raw {arguments} {PLAIN}", typed, THE_KEY=variable)
+                self.assertEqual((self.folder / "raw").read_bytes(), expected.tobytes())
+        os.umask(0)
+        self.succeed("keygen --model made")
+        made = (self.folder / "made").read_text()
+        self.assertRegex(made, r"\A[0-9a-f]{32}\n\Z")
+        self.assertEqual((self.folder / "made").stat().st_mode & 0o777, 0o600)
+        self.assertNotIn(made.strip(), self.out + self.error)
+        self.succeed("keygen --model other")
+        self.assertNotEqual((self.folder / "other").read_text(), made)
+
+    def start_bench(self, arguments, typed="", **variables):
+        """A run that has its key behind it, and goes on."""
+        running = subprocess.Popen([program, *f"bench net --seconds 60 {arguments} {PLAIN}".split()],
+                                   cwd=self.folder, stdin=subprocess.PIPE, stdout=subprocess.DEVNULL,
+                                   env={**os.environ, **variables})
+        self.addCleanup(running.wait)
+        self.addCleanup(running.kill)
+        running.stdin.write(typed.encode())
+        running.stdin.close()
+        while b"bench" not in pathlib.Path(f"/proc/{running.pid}/cmdline").read_bytes():
+            time.sleep(0.01)
+        times = pathlib.Path(f"/proc/{running.pid}/stat")
+        while int(times.read_text().rsplit(")", 1)[1].split()[11]) < 20:  # hundredths of a second of its own
+            time.sleep(0.01)
+        return running
+
+    def test_leaves_no_copy_of_the_key_behind(self):
+        key = os.urandom(16)  # nothing that any library has in a table
+        digits = key.hex()
+        self.write_key("key", digits)
+        for arguments, typed in (("--key-file key", ""), ("--key-file -", digits), ("--key-env THE_KEY", ""),
+                                 (f"--key {digits}", "")):
+            with self.subTest(arguments):
+                variables = {"THE_KEY": digits} if "env" in arguments else {}
+                process = pathlib.Path(f"/proc/{self.start_bench(arguments, typed, **variables).pid}")
+                self.assertNotIn(digits.encode(), (process / "cmdline").read_bytes())
+                if os.geteuid() != 0:  # for everybody but the administrator it is closed
+                    self.assertRaises(PermissionError, (process / "mem").open, "rb")
+                    continue
+                found = [where for where, content in memory_of(process)
+                         for secret in (key, digits.encode()) if secret in content]
+                self.assertEqual(found, [])
+                self.assertRegex((process / "limits").read_text(), "Max core file size +0 ")
+
+    def test_leaves_nothing_half_written_when_a_signal_ends_it(self):
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+            with self.subTest(number):
+                with (self.folder / "net.bin").open("wb") as weights:
+                    weights.truncate(1 << 30)  # takes a while to seal
+                running = subprocess.Popen([program, *"seal net new --key-file key".split()], cwd=self.folder)
+                while len(list(self.folder.glob("*.part"))) < 2:
+                    self.assertIsNone(running.poll())
+                running.send_signal(number)
+                self.assertEqual(running.wait(), -number)
+                self.assertEqual(list(self.folder.glob("new*")), [])
 
     def test_seals_a_pair_and_measures_several_runners(self):
         self.succeed(f"seal net new --key {KEY}")
@@ -140,6 +286,23 @@ class Program(unittest.TestCase):
         self.assertEqual(self.error, "")
 
 
+def memory_of(process):
+    """Each readable mapping of a process and what is in it."""
+    with (process / "mem").open("rb", 0) as memory:
+        for line in (process / "maps").read_text().splitlines():
+            start, end = (int(number, 16) for number in line.split()[0].split("-"))
+            if "r" not in line.split()[1] or line.endswith(("[vvar]", "[vsyscall]")):
+                continue
+            content = b""
+            while start + len(content) < end:
+                memory.seek(start + len(content))
+                try:
+                    content += memory.read(end - start - len(content))
+                except OSError:  # behind the end of a file
+                    break
+            yield line, content
+
+
 if __name__ == "__main__":
-    program, echo_plugin = (pathlib.Path(argument).resolve() for argument in sys.argv[1:3])
+    program, echo_plugin, trap = (pathlib.Path(argument).resolve() for argument in sys.argv[1:4])
     unittest.main(argv=sys.argv[:1])

@@ -2,6 +2,7 @@
 #include <cstring>
 #include <numeric>
 #include <string>
+#include <sys/stat.h>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -13,10 +14,16 @@
 #include "image_file.h"
 #include "key.h"
 #include "latencies.h"
-#include "manifest.h"
 #include "seal_command.h"
 #include "support.h"
 #include "tool_error.h"
+
+extern "C" {
+int __real_fsync(int file);
+int __real_rename(const char* from, const char* to);
+int __wrap_fsync(int file);
+int __wrap_rename(const char* from, const char* to);
+}
 
 namespace OMB::tool {
 namespace {
@@ -26,7 +33,13 @@ using test::fromHex;
 using test::TemporaryDirectory;
 using testing::HasSubstr;
 
-const std::string keyDigits = "0102030405060708090A0b0c0d0e0f10";
+/// What a test's file operations were, in their order.
+std::string& calls() {
+  static std::string list;
+  return list;
+}
+
+const std::string kKeyDigits = "0102030405060708090A0b0c0d0e0f10";
 
 std::string replaced(std::string text, const std::string& from, const std::string& to) {
   const std::size_t at = text.find(from);
@@ -34,57 +47,24 @@ std::string replaced(std::string text, const std::string& from, const std::strin
   return at == std::string::npos ? text : text.replace(at, from.size(), to);
 }
 
-TEST(Manifest, IsReadStrictly) {
-  const Manifest good = {"p", "f/", "I", "C", "", {{"l", {{{}, 1, 4294967295U}}}, {"m", {}}}};
-  const std::string text = formatManifest(good);
-  EXPECT_EQ(parseManifest(text), good);
-
-  const struct {
-    const char *from, *to, *message;
-  } faults[] = {
-      {"\"p\"", "3", "\"name\" is not a string"},
-      {"\"p\"", "\"\"", "\"name\" is empty"},
-      {"\"p\"", "\"p\\u0000\"", "\"name\" holds a NUL"},
-      {"\"f/\"", "null", "\"folder\" is not a string"},
-      {"\"create\"", "\"Create\"", "\"Create\" is not a known field"},
-      {"\"model_suffix\": \"\",", "", "\"model_suffix\" is missing"},
-      {"\"m\"", "[]", "\"dependencies[1].name\" is not a string"},
-      {"[]", "{}", "\"dependencies[1].hashes\" is not a list"},
-      {"\"offset\": 1", "\"offset\": -1", "\"dependencies[0].hashes[0].offset\" is not a whole"},
-      {"\"offset\": 1", "\"offset\": 1.0", "offset\" is not a whole"},
-      {"4294967295", "4294967296", "length\" exceeds 32 bits"},
-      {"00\"", "0\"", "sha256\" is not 64 hexadecimal digits"},
-      {"00\"", "0g\"", "sha256\" is not 64 hexadecimal digits"},
-      {"{", "[{", "is not JSON"},
-      {"\"f/\"", "\"\xff\"", "is not JSON"},
-  };
-  for (const auto& fault : faults) {
-    SCOPED_TRACE(fault.to);
-    EXPECT_THAT([&] { parseManifest(replaced(text, fault.from, fault.to)); },
-                testing::ThrowsMessage<ManifestError>(HasSubstr(fault.message)));
-  }
-  for (const std::string& bad : {std::string(1000000, '['), std::string("[]"), std::string()}) {
-    EXPECT_THROW(parseManifest(bad), ManifestError);
-  }
-}
-
 TEST(Key, LeavesTheCommandLine) {
-  for (std::vector<std::string> line : {std::vector<std::string>{"seal", "--key", keyDigits},
-                                        std::vector<std::string>{"ombrel", "--key=" + keyDigits}}) {
+  for (std::vector<std::string> line :
+       {std::vector<std::string>{"seal", "--key", kKeyDigits},
+        std::vector<std::string>{"ombrel", "--key=" + kKeyDigits}}) {
     std::vector<char*> arguments;
     for (std::string& argument : line) arguments.push_back(argument.data());
-    EXPECT_EQ(takeKey(arguments), fromHex(keyDigits));
+    EXPECT_EQ(takeKey(arguments), fromHex(kKeyDigits));
     EXPECT_THAT(line, testing::Each(Not(HasSubstr("0102"))));
   }
   for (const std::string& bad :
-       {std::string(), keyDigits.substr(1), keyDigits + "0", replaced(keyDigits, "0b", "0x")}) {
+       {std::string(), kKeyDigits.substr(1), kKeyDigits + "0", replaced(kKeyDigits, "0b", "0x")}) {
     EXPECT_THROW((void)parseKey(bad), ToolError) << bad;
   }
 }
 
 TEST(Seal, IsWhatTheFrameworkDecrypts) {
   const TemporaryDirectory folder;
-  ByteVector key = fromHex(keyDigits);
+  ByteVector key = fromHex(kKeyDigits);
   ByteVector iv(modelIv, modelIv + sizeof modelIv);
   ByteVector mask(keyMask, keyMask + sizeof keyMask);
   for (const std::size_t length : {0U, 1U, 2U, 15U, 16U, 17U, 31U, 32U, 33U, 1U << 20, 1048581U}) {
@@ -111,6 +91,25 @@ TEST(PendingFile, LeavesWhatWasThereUntilItIsCommitted) {
   EXPECT_EQ(contentsOf(place), "new");
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 1);
   EXPECT_THROW(PendingFile{folder.path()}, ToolError);
+}
+
+TEST(PendingFile, IsOnTheDiskBeforeItHasItsName) {
+  const TemporaryDirectory folder;
+  PendingFile first(folder / "first");
+  PendingFile second(folder / "second");
+  calls().clear();
+  commitPair(first, second);
+  EXPECT_EQ(calls(), "file file name folder name folder ");
+
+  // What cannot be put in place at the end, when the other one is there already.
+  PendingFile weights(folder / "weights");
+  PendingFile text(folder / "text");
+  std::filesystem::create_directory(folder / "text");
+  EXPECT_THAT(
+      [&] { commitPair(weights, text); },
+      testing::ThrowsMessage<ToolError>(AllOf(
+          HasSubstr("cannot write " + (folder / "text") + ": Is a directory; "),
+          HasSubstr((folder / "weights") + " is new, and of no use with what stands there"))));
 }
 
 /// A PPM whose samples count up from `first`.
@@ -170,3 +169,16 @@ TEST(Latencies, AreRankedByShare) {
 
 }  // namespace
 }  // namespace OMB::tool
+
+// Linked in the place of the system's for this program.
+int __wrap_fsync(int file) {
+  struct stat status = {};
+  fstat(file, &status);
+  OMB::tool::calls() += S_ISDIR(status.st_mode) ? "folder " : "file ";
+  return __real_fsync(file);
+}
+
+int __wrap_rename(const char* from, const char* to) {
+  OMB::tool::calls() += "name ";
+  return __real_rename(from, to);
+}

@@ -16,6 +16,7 @@ enum class ExitCode : int {
   Runner = 9,
   Run = 10,
   Check = 11,
+  Package = 12,
 };
 
 struct ExitMeaning {
@@ -28,7 +29,7 @@ inline constexpr ExitMeaning exitMeanings[] = {
     {ExitCode::Success, "all went well"},
     {ExitCode::Failure, "something unforeseen, such as no memory; the message tells"},
     {ExitCode::Usage, "the command line is wrong"},
-    {ExitCode::BadKey, "the key is not 32 hexadecimal digits"},
+    {ExitCode::BadKey, "the key is not 32 hexadecimal digits, or others may read its file"},
     {ExitCode::File, "a file cannot be read or written, or does not qualify"},
     {ExitCode::Image, "an image cannot be read"},
     {ExitCode::Manifest, "the plug-in's manifest is wrong"},
@@ -36,7 +37,8 @@ inline constexpr ExitMeaning exitMeanings[] = {
     {ExitCode::Model, "the model did not load"},
     {ExitCode::Runner, "the runner is not ready"},
     {ExitCode::Run, "the network does not take the image, or failed on it"},
-    {ExitCode::Check, "a dependency was refused or did not load"},
+    {ExitCode::Check, "a dependency was refused, did not load, or runs without a proof"},
+    {ExitCode::Package, "a file is not as the manifest has it; nothing was loaded"},
 };
 
 }  // namespace OMB::tool

@@ -31,9 +31,10 @@ struct ModelOptions {
 /// A model that was loaded through the plug-in system. The runners may outlive it.
 class ModelSession {
  public:
-  /// Reads the configuration, loads the plug-in and the model. Throws ToolError with the code of
-  /// the step that failed.
-  explicit ModelSession(const ModelOptions& options);
+  /// Proves the package, reads the configuration, loads the plug-in and the model. Throws ToolError
+  /// with the code of the step that failed. The key moves out of the options and is wiped as soon
+  /// as the model has been made.
+  explicit ModelSession(ModelOptions& options);
 
   /// A runner that is ready. Throws ToolError. One call at a time.
   std::unique_ptr<INNRunner> createRunner() const;
@@ -42,10 +43,11 @@ class ModelSession {
   std::size_t outputSize() const;
 
  private:
-  ModelSession(const ModelOptions& options, const Manifest& manifest);
+  ModelSession(ModelOptions& options, const Manifest& manifest);
   CreateFunction loadPlugin(const std::filesystem::path& folder);
-  void loadModel(CreateFunction create, const ModelOptions& options, const Config& config);
+  void loadModel(CreateFunction create, ModelOptions& options, const Config& config);
 
+  std::unique_ptr<PackageVerifier> package;  // holds the proven files open
   DynamicPlugin plugin;
   PluginManager manager;
   std::unique_ptr<INNModel> model;
