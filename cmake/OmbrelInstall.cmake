@@ -40,3 +40,9 @@ configure_package_config_file(cmake/OmbrelConfig.cmake.in ${CMAKE_BINARY_DIR}/Om
 write_basic_package_version_file(${CMAKE_BINARY_DIR}/OmbrelConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${CMAKE_BINARY_DIR}/OmbrelConfig.cmake ${CMAKE_BINARY_DIR}/OmbrelConfigVersion.cmake
         DESTINATION ${OMBREL_INSTALL_CMAKEDIR})
+
+# The same as one archive, by cpack: unpacked anywhere it works, as what is installed does after a move.
+if(WIN32)
+  set(CPACK_GENERATOR ZIP)
+endif()
+include(CPack)

@@ -8,9 +8,10 @@
 int main(int, char** arguments) {
   const std::filesystem::path backend = BACKEND;
   OMB::PluginManager manager;
-  manager.SetPluginsDirectory(backend.parent_path().c_str());
+  manager.SetPluginsDirectory(backend.parent_path().string().c_str());
   OMB::Repository<OMB::Dependency> none;
-  OMB::DynamicPlugin plugin(backend.filename().c_str(), "Initialize", "Create", ".xml", none);
+  OMB::DynamicPlugin plugin(backend.filename().string().c_str(), "Initialize", "Create", ".xml",
+                            none);
   if (manager.Load(plugin) != OMB::PLUGIN_OK) return 1;
 
   OMB::Config config;

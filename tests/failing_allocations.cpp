@@ -14,8 +14,9 @@
 #define malloc_usable_size _msize
 #define PER_THREAD  // which would allocate, and there is one thread only
 #else
-#include <openssl/crypto.h>
 #include <sys/mman.h>
+
+#include <openssl/crypto.h>
 #define PER_THREAD thread_local
 #endif
 
