@@ -6,6 +6,7 @@ option(OMBREL_BUILD_BENCH "Build the benchmarks (need OpenCV and Google Benchmar
 option(OMBREL_BUILD_FUZZ "Build the fuzz targets" OFF)
 option(OMBREL_WARNINGS_AS_ERRORS "Treat warnings as errors; off for whoever only builds the project" OFF)
 set(OMBREL_SANITIZE "" CACHE STRING "Sanitizers to build with, as in -fsanitize=")
+option(OMBREL_HARDEN "Build what makes a fault harder to use for an attack; not with sanitizers" ON)
 set(OMBREL_ENGINE_ROOT ${CMAKE_SOURCE_DIR}/.deps/python/openvino CACHE PATH
     "Folder of the OpenVINO package")
 set(OMBREL_DEMO_DATA ${CMAKE_SOURCE_DIR}/out/demo CACHE PATH "Folder of the demo data, for tests")
@@ -22,6 +23,10 @@ target_compile_options(ombrel_flags INTERFACE
 if(OMBREL_SANITIZE)
   add_compile_options(-fsanitize=${OMBREL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${OMBREL_SANITIZE})
+endif()
+
+if(OMBREL_HARDEN AND NOT OMBREL_SANITIZE)
+  include(Hardening)
 endif()
 
 # Exports what the version script names and nothing else, and finds what is missing at link time already.

@@ -31,6 +31,7 @@ namespace {
 struct FileScript {
   std::function<void(int)> beforeOpening = {};  // gets the number of the opening, counted from 1
   int bytesBeforeError = -1;                    // the disk fails behind them; -1 for never
+  bool ends = false;                            // there instead of failing
   int opened = 0;
 };
 FileScript files;
@@ -61,7 +62,7 @@ std::ifstream openForReading(const wchar_t* fileName, std::ios::openmode mode) {
 extern "C" __attribute__((visibility("default"))) ssize_t read(int file, void* to, size_t size) {
   if (files.bytesBeforeError >= 0) {
     size = std::min(size, static_cast<size_t>(std::exchange(files.bytesBeforeError, 0)));
-    if (size == 0) return errno = EIO, -1;
+    if (size == 0) return files.ends ? 0 : (errno = EIO, -1);
   }
   return syscall(SYS_read, file, to, size);
 }
@@ -233,6 +234,16 @@ TEST_F(Fault, OfHugePagesToPayOffLeavesTheRestToSmallOnes) {
     EXPECT_EQ(std::count(bytes.begin(), bytes.end(), 0), static_cast<std::ptrdiff_t>(size));
   }
   pages = {};
+
+  // What was mapped to find an aligned stretch in does not stay behind.
+  const auto mappedPages = [] {
+    long count = 0;
+    std::ifstream("/proc/self/statm") >> count;
+    return count;
+  };
+  const long before = mappedPages();
+  for (int i = 0; i < 50; ++i) ByteVector(std::size_t{4} << 20).clear();
+  EXPECT_LT(mappedPages(), before + 2000);
 }
 
 // What was not read is refused.
@@ -244,8 +255,10 @@ TEST_F(Fault, OfADependencysFileRefusesIt) {
   folder.takeAway("changing.so");
   EXPECT_EQ(check(), DEPENDENCY_READ_FAILED);
   std::filesystem::rename(path + ".away", path);
-  files = {.bytesBeforeError = 100};
-  EXPECT_EQ(check(), INTEGRITY_CHECK_FAILED);
+  for (const bool ends : {false, true}) {
+    files = {.bytesBeforeError = 100, .ends = ends};
+    EXPECT_EQ(check(), INTEGRITY_CHECK_FAILED);
+  }
   files = {};
   EXPECT_EQ(check(), PLUGIN_OK);
 }
@@ -287,6 +300,21 @@ TEST_F(Fault, OfWipingDecryptedBytes) {
   }
   test::secret = {};
   EXPECT_EQ(test::toldSecrets, 0);
+}
+
+TEST_F(Fault, OfMemoryForASearchDirectoryHasTheSystemsCode) {
+  std::size_t size = 1000;
+  int refused = 0;
+  const auto setLonger = [&] {
+    const auto longer = [&] {
+      const test::Spared spared;
+      return std::string(size *= 2, '/');
+    }();
+    refused += system::setSearchDirectory(longer.c_str()) == 8;
+  };
+  test::failEachAllocation(setLonger, [] {});
+  EXPECT_EQ(refused, 1);
+  system::setSearchDirectory(nullptr);
 }
 
 // Closes the library whoever holds it, so that nothing of one attempt is left for the next.

@@ -70,9 +70,9 @@ TEST(Text, ConvertsUtf8AndReplacesWhatIsNotValid) {
   // Overlong, surrogate, above the last character, cut, stray: each longest valid start is one
   // character.
   const std::pair<const char*, std::size_t> invalid[] = {
-      {"\xC0\x80", 2}, {"\xED\xA0\x80", 3}, {"\xF4\x90\x80\x80", 4},
-      {"\xE6\xBC", 1}, {"\x80", 1},         {"\xF0\x9F\x98", 1},
-      {"\xFF", 1}};
+      {"\xC0\x80", 2},     {"\xE0\x9F\xBF", 3},     {"\xF0\x8F\xBF\xBF", 4},
+      {"\xED\xA0\x80", 3}, {"\xF4\x90\x80\x80", 4}, {"\xE6\xBC", 1},
+      {"\x80", 1},         {"\xF0\x9F\x98", 1},     {"\xFF", 1}};
   for (const auto& [bytes, count] : invalid) {
     const std::wstring replaced = to_wide(bytes);
     EXPECT_THAT(replaced, testing::Each(L'\uFFFD'));

@@ -5,6 +5,7 @@
 #include <windows.h>
 #else
 #include <elf.h>
+#include <sys/stat.h>
 #endif
 
 #include <gmock/gmock.h>

@@ -3,12 +3,15 @@
 What it prints, and that each failure ends with its documented exit code and one line on standard error.
 """
 import array
+import os
 import pathlib
 import re
 import shutil
+import signal
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
 KEY = "0102030405060708090A0b0c0d0e0f10"
@@ -34,15 +37,22 @@ class Program(unittest.TestCase):
         (self.folder / "b.ppm").write_bytes(ppm(8, 4, 100))
         self.succeed("digest libecho.so --manifest m.json")
 
-    def run_program(self, arguments):
+        self.write_key("key")
+
+    def write_key(self, name, text=KEY + "\n", rights=0o600):
+        (self.folder / name).write_text(text)
+        (self.folder / name).chmod(rights)
+
+    def run_program(self, arguments, typed="", **variables):
         """The exit code; what was printed is in `out` and `error` then."""
-        done = subprocess.run([program, *arguments.split()], cwd=self.folder, stdin=subprocess.DEVNULL,
-                              capture_output=True, text=True)
+        done = subprocess.run([program, *arguments.split()], cwd=self.folder, input=typed,
+                              capture_output=True, text=True, env={**os.environ, **variables})
         self.out, self.error = done.stdout, done.stderr
         return done.returncode
 
-    def succeed(self, arguments):
-        self.assertEqual(self.run_program(arguments), SUCCESS, (arguments, getattr(self, "error", "")))
+    def succeed(self, arguments, typed="", **variables):
+        self.assertEqual(self.run_program(arguments, typed, **variables), SUCCESS,
+                         (arguments, getattr(self, "error", "")))
 
     def raw_output(self, options):
         self.succeed(f"run net a.ppm --raw raw {options} {PLAIN}")
@@ -74,6 +84,9 @@ class Program(unittest.TestCase):
         self.write_changed("nocreate.json", '"Create', '"Destroy')
         (self.folder / "c.cfg").write_text("DataPath elsewhere/")
         (self.folder / "note.png").write_text("no image")
+        self.write_key("short", KEY[1:])
+        self.write_key("long", KEY + "\n\n")
+        self.write_key("open", KEY, 0o640)
         for arguments, code, message in (
                 ("", USAGE, "subcommand is required"),
                 ("run net a.ppm --plugin m.json", USAGE, "--size is required"),
@@ -81,6 +94,19 @@ class Program(unittest.TestCase):
                 (f"run net a.ppm --as u9 {PLAIN}", USAGE, "u9"),
                 ("digest m.json --range 3", USAGE, "not OFFSET:LENGTH"),
                 (f"run net a.ppm --key 12 {PLAIN}", BAD_KEY, "not 32 hexadecimal digits"),
+                (f"run net a.ppm --key-file short {PLAIN}", BAD_KEY, "not 32 hexadecimal digits"),
+                (f"run net a.ppm --key-file long {PLAIN}", BAD_KEY, "not 32 hexadecimal digits"),
+                (f"run net a.ppm --key-file - {PLAIN}", BAD_KEY, "not 32 hexadecimal digits"),
+                (f"run net a.ppm --key-file no {PLAIN}", FILE, "cannot open the key in no"),
+                (f"run net a.ppm --key-file open {PLAIN}", BAD_KEY, "others may read the key in open"),
+                (f"run net a.ppm --key-env NO_KEY {PLAIN}", BAD_KEY, "has no variable NO_KEY"),
+                ("seal net new --key-file key --key-env X", USAGE, "--key-file excludes --key-env"),
+                (f"seal net new --key-file key --key {KEY}", USAGE, "excludes"),
+                (f"seal net new --key-env X --key {KEY}", USAGE, "excludes"),
+                (f"seal net new --key {KEY} --key {KEY}", USAGE, "--key"),
+                ("seal net new", USAGE, "one of --key-file, --key-env and --key is required"),
+                ("keygen", USAGE, "--model is required"),
+                ("keygen --model key", FILE, "cannot make key: File exists"),
                 (f"run net a.ppm --labels no {PLAIN}", FILE, "cannot open no"),
                 (f"run net a.ppm --config no {PLAIN}", FILE, "configuration file no"),
                 (f"run net a.ppm --raw no/raw {PLAIN}", FILE, "cannot write no/raw"),
@@ -125,6 +151,68 @@ class Program(unittest.TestCase):
         self.assertEqual((self.folder / "m.json").read_text(), extended)
         self.succeed(f"run net a.ppm {PLAIN}")
 
+    def test_takes_the_key_from_where_it_is_kept(self):
+        expected = self.raw_output(f"--key {KEY}")
+        for arguments, typed, variable in (("--key-file key", "", ""), ("--key-file -", KEY, ""),
+                                           ("--key-file -", KEY + "\r\n", ""), ("--key-env THE_KEY", "", KEY)):
+            with self.subTest(arguments):
+                self.succeed(f"run net a.ppm --raw raw {arguments} {PLAIN}", typed, THE_KEY=variable)
+                self.assertEqual((self.folder / "raw").read_bytes(), expected.tobytes())
+        os.umask(0)
+        self.succeed("keygen --model made")
+        made = (self.folder / "made").read_text()
+        self.assertRegex(made, r"\A[0-9a-f]{32}\n\Z")
+        self.assertEqual((self.folder / "made").stat().st_mode & 0o777, 0o600)
+        self.assertNotIn(made.strip(), self.out + self.error)
+        self.succeed("keygen --model other")
+        self.assertNotEqual((self.folder / "other").read_text(), made)
+
+    def start_bench(self, arguments, typed="", **variables):
+        """A run that has its key behind it, and goes on."""
+        running = subprocess.Popen([program, *f"bench net --seconds 60 {arguments} {PLAIN}".split()],
+                                   cwd=self.folder, stdin=subprocess.PIPE, stdout=subprocess.DEVNULL,
+                                   env={**os.environ, **variables})
+        self.addCleanup(running.wait)
+        self.addCleanup(running.kill)
+        running.stdin.write(typed.encode())
+        running.stdin.close()
+        while b"bench" not in pathlib.Path(f"/proc/{running.pid}/cmdline").read_bytes():
+            time.sleep(0.01)
+        times = pathlib.Path(f"/proc/{running.pid}/stat")
+        while int(times.read_text().rsplit(")", 1)[1].split()[11]) < 20:  # hundredths of a second of its own
+            time.sleep(0.01)
+        return running
+
+    def test_leaves_no_copy_of_the_key_behind(self):
+        key = os.urandom(16)  # nothing that any library has in a table
+        digits = key.hex()
+        self.write_key("key", digits)
+        for arguments, typed in (("--key-file key", ""), ("--key-file -", digits), ("--key-env THE_KEY", ""),
+                                 (f"--key {digits}", "")):
+            with self.subTest(arguments):
+                variables = {"THE_KEY": digits} if "env" in arguments else {}
+                process = pathlib.Path(f"/proc/{self.start_bench(arguments, typed, **variables).pid}")
+                self.assertNotIn(digits.encode(), (process / "cmdline").read_bytes())
+                if os.geteuid() != 0:  # for everybody but the administrator it is closed
+                    self.assertRaises(PermissionError, (process / "mem").open, "rb")
+                    continue
+                found = [where for where, content in memory_of(process)
+                         for secret in (key, digits.encode()) if secret in content]
+                self.assertEqual(found, [])
+                self.assertRegex((process / "limits").read_text(), "Max core file size +0 ")
+
+    def test_leaves_nothing_half_written_when_a_signal_ends_it(self):
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+            with self.subTest(number):
+                with (self.folder / "net.bin").open("wb") as weights:
+                    weights.truncate(1 << 30)  # takes a while to seal
+                running = subprocess.Popen([program, *"seal net new --key-file key".split()], cwd=self.folder)
+                while len(list(self.folder.glob("*.part"))) < 2:
+                    self.assertIsNone(running.poll())
+                running.send_signal(number)
+                self.assertEqual(running.wait(), -number)
+                self.assertEqual(list(self.folder.glob("new*")), [])
+
     def test_seals_a_pair_and_measures_several_runners(self):
         self.succeed(f"seal net new --key {KEY}")
         sealed = [(self.folder / f"new.{end}").read_bytes() for end in ("xml", "bin")]
@@ -138,6 +226,23 @@ class Program(unittest.TestCase):
         self.assertIn('"p99.9"', written)
         self.assertIn('"runners": 3', written)
         self.assertEqual(self.error, "")
+
+
+def memory_of(process):
+    """Each readable mapping of a process and what is in it."""
+    with (process / "mem").open("rb", 0) as memory:
+        for line in (process / "maps").read_text().splitlines():
+            start, end = (int(number, 16) for number in line.split()[0].split("-"))
+            if "r" not in line.split()[1] or line.endswith(("[vvar]", "[vsyscall]")):
+                continue
+            content = b""
+            while start + len(content) < end:
+                memory.seek(start + len(content))
+                try:
+                    content += memory.read(end - start - len(content))
+                except OSError:  # behind the end of a file
+                    break
+            yield line, content
 
 
 if __name__ == "__main__":

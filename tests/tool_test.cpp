@@ -2,6 +2,7 @@
 #include <cstring>
 #include <numeric>
 #include <string>
+#include <sys/stat.h>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -18,6 +19,13 @@
 #include "support.h"
 #include "tool_error.h"
 
+extern "C" {
+int __real_fsync(int file);
+int __real_rename(const char* from, const char* to);
+int __wrap_fsync(int file);
+int __wrap_rename(const char* from, const char* to);
+}
+
 namespace OMB::tool {
 namespace {
 
@@ -26,7 +34,13 @@ using test::fromHex;
 using test::TemporaryDirectory;
 using testing::HasSubstr;
 
-const std::string keyDigits = "0102030405060708090A0b0c0d0e0f10";
+/// What a test's file operations were, in their order.
+std::string& calls() {
+  static std::string list;
+  return list;
+}
+
+const std::string kKeyDigits = "0102030405060708090A0b0c0d0e0f10";
 
 std::string replaced(std::string text, const std::string& from, const std::string& to) {
   const std::size_t at = text.find(from);
@@ -69,22 +83,23 @@ TEST(Manifest, IsReadStrictly) {
 }
 
 TEST(Key, LeavesTheCommandLine) {
-  for (std::vector<std::string> line : {std::vector<std::string>{"seal", "--key", keyDigits},
-                                        std::vector<std::string>{"ombrel", "--key=" + keyDigits}}) {
+  for (std::vector<std::string> line :
+       {std::vector<std::string>{"seal", "--key", kKeyDigits},
+        std::vector<std::string>{"ombrel", "--key=" + kKeyDigits}}) {
     std::vector<char*> arguments;
     for (std::string& argument : line) arguments.push_back(argument.data());
-    EXPECT_EQ(takeKey(arguments), fromHex(keyDigits));
+    EXPECT_EQ(takeKey(arguments), fromHex(kKeyDigits));
     EXPECT_THAT(line, testing::Each(Not(HasSubstr("0102"))));
   }
   for (const std::string& bad :
-       {std::string(), keyDigits.substr(1), keyDigits + "0", replaced(keyDigits, "0b", "0x")}) {
+       {std::string(), kKeyDigits.substr(1), kKeyDigits + "0", replaced(kKeyDigits, "0b", "0x")}) {
     EXPECT_THROW((void)parseKey(bad), ToolError) << bad;
   }
 }
 
 TEST(Seal, IsWhatTheFrameworkDecrypts) {
   const TemporaryDirectory folder;
-  ByteVector key = fromHex(keyDigits);
+  ByteVector key = fromHex(kKeyDigits);
   ByteVector iv(modelIv, modelIv + sizeof modelIv);
   ByteVector mask(keyMask, keyMask + sizeof keyMask);
   for (const std::size_t length : {0U, 1U, 2U, 15U, 16U, 17U, 31U, 32U, 33U, 1U << 20, 1048581U}) {
@@ -111,6 +126,25 @@ TEST(PendingFile, LeavesWhatWasThereUntilItIsCommitted) {
   EXPECT_EQ(contentsOf(place), "new");
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 1);
   EXPECT_THROW(PendingFile{folder.path()}, ToolError);
+}
+
+TEST(PendingFile, IsOnTheDiskBeforeItHasItsName) {
+  const TemporaryDirectory folder;
+  PendingFile first(folder / "first");
+  PendingFile second(folder / "second");
+  calls().clear();
+  commitPair(first, second);
+  EXPECT_EQ(calls(), "file file name folder name folder ");
+
+  // What cannot be put in place at the end, when the other one is there already.
+  PendingFile weights(folder / "weights");
+  PendingFile text(folder / "text");
+  std::filesystem::create_directory(folder / "text");
+  EXPECT_THAT(
+      [&] { commitPair(weights, text); },
+      testing::ThrowsMessage<ToolError>(AllOf(
+          HasSubstr("cannot write " + (folder / "text") + ": Is a directory; "),
+          HasSubstr((folder / "weights") + " is new, and of no use with what stands there"))));
 }
 
 /// A PPM whose samples count up from `first`.
@@ -170,3 +204,16 @@ TEST(Latencies, AreRankedByShare) {
 
 }  // namespace
 }  // namespace OMB::tool
+
+// Linked in the place of the system's for this program.
+int __wrap_fsync(int file) {
+  struct stat status = {};
+  fstat(file, &status);
+  OMB::tool::calls() += S_ISDIR(status.st_mode) ? "folder " : "file ";
+  return __real_fsync(file);
+}
+
+int __wrap_rename(const char* from, const char* to) {
+  OMB::tool::calls() += "name ";
+  return __real_rename(from, to);
+}

@@ -14,6 +14,7 @@
 #include "ombrel/platform/byte_vector.h"
 #include "ombrel/platform/crypto.h"
 #include "ombrel/platform/file_utils.h"
+#include "ombrel/platform/hex.h"
 #include "ombrel/platform/library.h"
 #include "ombrel/platform/load_library.h"
 #include "ombrel/plugin/dependency.h"

@@ -150,7 +150,7 @@ std::string toJson(const Measurement& measured, const BenchOptions& options) {
 
 }  // namespace
 
-ExitCode benchCommand(const BenchOptions& options) {
+ExitCode benchCommand(BenchOptions& options) {
   // The output first: a file that cannot be written is told before anything is measured.
   std::unique_ptr<PendingFile> json;
   if (!options.jsonFile.empty()) json = std::make_unique<PendingFile>(options.jsonFile);

@@ -19,6 +19,7 @@ struct BenchOptions {
   std::filesystem::path jsonFile;  ///< empty: none
 };
 
-ExitCode benchCommand(const BenchOptions& options);
+/// The key is gone from the options when the model is loaded.
+ExitCode benchCommand(BenchOptions& options);
 
 }  // namespace OMB::tool

@@ -7,9 +7,9 @@
 
 #include "ombrel/platform/crypto.h"
 #include "ombrel/platform/file_utils.h"
+#include "ombrel/platform/hex.h"
 
 #include "files.h"
-#include "hex.h"
 #include "plugin_setup.h"
 #include "tool_error.h"
 
@@ -69,8 +69,8 @@ void addDigest(Manifest& manifest, const std::string& name, const ManifestDigest
 void printDigests(const DigestOptions& options) {
   for (const std::filesystem::path& library : options.libraries) {
     const ManifestDigest digest = digestFile(library, options.range);
-    std::printf("%s  %u:%u  %s\n", encodeHex(digest.sha256).c_str(), digest.offset, digest.length,
-                library.c_str());
+    std::printf("%s  %u:%u  %s\n", Utility::encodeHex(digest.sha256).c_str(), digest.offset,
+                digest.length, library.c_str());
   }
 }
 

@@ -28,7 +28,7 @@ inline constexpr ExitMeaning exitMeanings[] = {
     {ExitCode::Success, "all went well"},
     {ExitCode::Failure, "something unforeseen, such as no memory; the message tells"},
     {ExitCode::Usage, "the command line is wrong"},
-    {ExitCode::BadKey, "the key is not 32 hexadecimal digits"},
+    {ExitCode::BadKey, "the key is not 32 hexadecimal digits, or others may read its file"},
     {ExitCode::File, "a file cannot be read or written, or does not qualify"},
     {ExitCode::Image, "an image cannot be read"},
     {ExitCode::Manifest, "the plug-in's manifest is wrong"},

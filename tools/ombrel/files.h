@@ -3,18 +3,26 @@
 
 #include <cstddef>
 #include <filesystem>
-#include <fstream>
+#include <optional>
 #include <span>
 #include <string>
+
+#include "descriptor.h"
+#include "unfinished_files.h"
 
 namespace OMB::tool {
 
 /// Everything that the file holds. Throws ToolError if it cannot be opened.
 std::string readTextFile(const std::filesystem::path& file);
 
+/// Makes names that were given or taken in the file's folder last through a power failure, as far
+/// as the file system can.
+void syncFolderOf(const std::filesystem::path& file);
+
 /// A file in the making. It is written beside its place under a name of its own and gets its name
-/// at the end, so a run that fails leaves nothing behind and destroys nothing. A device or a pipe
-/// is written to as it is. Every failure is a ToolError.
+/// at the end, when its bytes are on the disk, so a run that fails or is ended by a signal leaves
+/// nothing behind and destroys nothing. A device or a pipe is written to as it is. Every failure is
+/// a ToolError.
 class PendingFile {
  public:
   explicit PendingFile(const std::filesystem::path& place);
@@ -26,18 +34,25 @@ class PendingFile {
   void write(std::span<const std::byte> bytes);
   void write(const std::string& text) { write(std::as_bytes(std::span(text))); }
 
-  /// Brings all bytes to the file. Several files that belong together are all finished before the
-  /// first of them is committed.
+  /// Brings all bytes to the disk.
   void finish();
   /// Puts the file in its place, in the stead of what was there.
   void commit();
+
+  const std::filesystem::path& place() const { return target; }
 
  private:
   [[noreturn]] void fail(const std::string& reason) const;
 
   std::filesystem::path target;
   std::filesystem::path temporary;  ///< empty once there is none
-  std::ofstream stream;
+  std::optional<UnfinishedFile> unfinished;
+  Descriptor file;
 };
+
+/// Commits two files that are of use together only. Nothing is put in place before both are on the
+/// disk, and no signal comes between. If the second cannot be put in place all the same, the
+/// ToolError says which is new and which is not.
+void commitPair(PendingFile& first, PendingFile& second);
 
 }  // namespace OMB::tool

@@ -1,48 +1,114 @@
 #include "key.h"
 
+#include <array>
+#include <cerrno>
+#include <cstdlib>
 #include <cstring>
-#include <string_view>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
 
 #include <openssl/crypto.h>
 
-#include "hex.h"
+#include "ombrel/platform/hex.h"
+
+#include "descriptor.h"
+#include "process_memory.h"
 #include "tool_error.h"
 
 namespace OMB::tool {
 namespace {
 
-constexpr std::string_view option = "--key";
+constexpr std::string_view kOption = "--key";
+constexpr std::size_t kKeyDigits = 2 * kKeyBytes;
 
-/// Where the digits of the key begin, or null.
-char* findKey(std::span<char*> arguments) {
-  for (std::size_t i = 1; i < arguments.size(); ++i) {
-    const std::string_view argument = arguments[i];
-    if (argument == "--") return nullptr;
-    if (argument == option) return i + 1 < arguments.size() ? arguments[i + 1] : nullptr;
-    if (argument.starts_with(option) && argument[option.size()] == '=') {
-      return arguments[i] + option.size() + 1;
-    }
+/// Where the digits of a key begin, if the argument `at` says that it is one; or null.
+char* digitsAt(std::span<char*> arguments, std::size_t at) {
+  const std::string_view argument = arguments[at];
+  if (argument == kOption) return at + 1 < arguments.size() ? arguments[at + 1] : nullptr;
+  if (!argument.starts_with(kOption) || argument[kOption.size()] != '=') return nullptr;
+  return arguments[at] + kOption.size() + 1;
+}
+
+/// As ssh does: a file of somebody else's is that one's affair, and a pipe has no readers to come.
+void requirePrivate(const Descriptor& file, const std::string& name) {
+  struct stat status;
+  if (fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return;
+  if (status.st_uid != getuid() || (status.st_mode & (S_IRWXG | S_IRWXO)) == 0) return;
+  throw ToolError(ExitCode::BadKey,
+                  "others may read the key in " + name + "; take that away with chmod 600 " + name);
+}
+
+/// All that comes, up to the size of the buffer. Read without a stream, whose buffer would be a
+/// copy.
+std::size_t readAll(const Descriptor& file, std::span<unsigned char> buffer,
+                    const std::string& name) {
+  std::size_t done = 0;
+  while (done < buffer.size()) {
+    const ssize_t got = read(file.get(), buffer.data() + done, buffer.size() - done);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) throw ToolError(ExitCode::File, "cannot read the key from " + name);
+    if (got == 0) break;
+    done += static_cast<std::size_t>(got);
   }
-  return nullptr;
+  return done;
+}
+
+ByteVector readKeyFile(const std::filesystem::path& place) {
+  const bool standardInput = place == "-";
+  const std::string name = standardInput ? "standard input" : place.string();
+  const Descriptor file(standardInput ? dup(STDIN_FILENO)
+                                      : open(place.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!file) throw ToolError(ExitCode::File, "cannot open the key in " + name);
+  if (!standardInput) requirePrivate(file, name);
+  ByteVector text(kKeyDigits + 3);  // the end of a line, and one character to tell a longer one by
+  text.resize(readAll(file, text, name));
+  if (!text.empty() && text.back() == '\n') text.pop_back();
+  if (!text.empty() && text.back() == '\r') text.pop_back();
+  return parseKey({reinterpret_cast<const char*>(text.data()), text.size()});
+}
+
+ByteVector takeVariable(const std::string& name) {
+  char* const digits = std::getenv(name.c_str());
+  if (digits == nullptr) {
+    throw ToolError(ExitCode::BadKey, "the environment has no variable " + name);
+  }
+  const std::size_t length = std::strlen(digits);
+  ByteVector key = parseKey({digits, length});
+  OPENSSL_cleanse(digits, length);  // what the system shows of a process is this memory
+  unsetenv(name.c_str());
+  return key;
 }
 
 }  // namespace
 
 ByteVector parseKey(std::string_view digits) {
-  ByteVector key(keyBytes);
-  if (decodeHex(digits, key)) return key;
-  throw ToolError(ExitCode::BadKey, "the key is not 32 hexadecimal digits (it has " +
-                                        std::to_string(digits.size()) + " characters)");
+  ByteVector key(kKeyBytes);
+  if (Utility::decodeHex(digits, key)) return key;
+  throw ToolError(ExitCode::BadKey, "the key is not 32 hexadecimal digits");
 }
 
 ByteVector takeKey(std::span<char*> arguments) {
-  char* const digits = findKey(arguments);
-  if (digits == nullptr) return {};
-  const std::size_t length = std::strlen(digits);
-  ByteVector key = parseKey({digits, length});
-  OPENSSL_cleanse(digits, length);
-  std::memset(digits, '*', length);
+  ByteVector key;
+  for (std::size_t i = 1; i < arguments.size() && std::string_view(arguments[i]) != "--"; ++i) {
+    char* const digits = digitsAt(arguments, i);
+    if (digits == nullptr) continue;
+    keepMemoryPrivate();
+    const std::size_t length = std::strlen(digits);
+    key = parseKey({digits, length});
+    OPENSSL_cleanse(digits, length);
+    std::memset(digits, '*', length);
+  }
   return key;
+}
+
+ByteVector fetchKey(KeySource& source) {
+  if (!source.isSet()) return {};
+  keepMemoryPrivate();
+  if (!source.file.empty()) return readKeyFile(source.file);
+  if (!source.variable.empty()) return takeVariable(source.variable);
+  return std::exchange(source.given, {});
 }
 
 }  // namespace OMB::tool

@@ -7,6 +7,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include <CLI/CLI.hpp>
 
@@ -15,6 +16,7 @@
 #include "digest_command.h"
 #include "exit_codes.h"
 #include "key.h"
+#include "keygen_command.h"
 #include "run_command.h"
 #include "seal_command.h"
 #include "tool_error.h"
@@ -52,14 +54,29 @@ CLI::Validator inRange(Number least, Number most) {
   return CLI::Range(least, most).description("");
 }
 
-/// The digits of the key have been taken out of the command line before it is parsed.
-CLI::Option* addKey(CLI::App& app) {
+/// At most one of them. The digits behind --key have been taken out of the command line before it
+/// is parsed.
+void addKeyOptions(CLI::App& app, KeySource& source) {
   const auto ignore = [](const std::string&) {};
-  return app.add_option_function<std::string>("--key", ignore, "key of the sealed pair")
-      ->type_name("HEX32");
+  CLI::Option* const file =
+      app.add_option("--key-file", source.file,
+                     "file with the key of the sealed pair in 32 hex digits, which only you may "
+                     "read; - is standard input")
+          ->type_name("FILE");
+  CLI::Option* const variable =
+      app.add_option("--key-env", source.variable, "the key is in this variable of the environment")
+          ->type_name("NAME");
+  CLI::Option* const given =
+      app.add_option_function<std::string>(
+             "--key", ignore,
+             "the key itself; unsafe: for some milliseconds every user of the machine can read it, "
+             "and shells keep it in their history")
+          ->type_name("HEX32");
+  file->excludes(variable)->excludes(given);
+  variable->excludes(given);
 }
 
-void addModelOptions(CLI::App& app, ModelOptions& options) {
+void addModelOptions(CLI::App& app, ModelOptions& options, KeySource& key) {
   app.add_option("MODEL_BASE", options.modelBase, "path of the model pair, without .xml and .bin")
       ->required()
       ->type_name("");
@@ -75,7 +92,7 @@ void addModelOptions(CLI::App& app, ModelOptions& options) {
   app.add_option("--threads", options.threads, "number of threads of the engine; 1 unless given")
       ->check(inRange(1, 1024))
       ->type_name("N");
-  addKey(app);
+  addKeyOptions(app, key);
 }
 
 void addInputOptions(CLI::App& app, ImageSize& size, InputForm& form) {
@@ -88,8 +105,8 @@ void addInputOptions(CLI::App& app, ImageSize& size, InputForm& form) {
       "form in which the image is handed over; u8-hwc unless given", inputFormNames);
 }
 
-Command addRun(CLI::App& app, RunOptions& options) {
-  addModelOptions(app, options.model);
+Command addRun(CLI::App& app, RunOptions& options, KeySource& key) {
+  addModelOptions(app, options.model, key);
   app.add_option("IMAGE", options.images, "PNG, JPEG or PPM files")->required()->type_name("");
   addInputOptions(app, options.size, options.form);
   app.add_option("--labels", options.labels, "names of the classes, one a line")->type_name("FILE");
@@ -103,11 +120,14 @@ Command addRun(CLI::App& app, RunOptions& options) {
       "The time shown is that of one run after one to warm up, with the conversion of the "
       "image.\n\n" +
       exitCodeTable());
-  return [&options] { return runCommand(options); };
+  return [&] {
+    options.model.key = fetchKey(key);
+    return runCommand(options);
+  };
 }
 
-Command addBench(CLI::App& app, BenchOptions& options) {
-  addModelOptions(app, options.model);
+Command addBench(CLI::App& app, BenchOptions& options, KeySource& key) {
+  addModelOptions(app, options.model, key);
   addInputOptions(app, options.size, options.form);
   app.add_option("--runners", options.runners,
                  "number of runners, each in a thread; 1 unless given")
@@ -117,21 +137,35 @@ Command addBench(CLI::App& app, BenchOptions& options) {
       ->check(inRange(0.001, 86400.0))
       ->type_name("S");
   app.add_option("--json", options.jsonFile, "write the figures as JSON, too")->type_name("FILE");
-  return [&options] { return benchCommand(options); };
+  return [&] {
+    options.model.key = fetchKey(key);
+    return benchCommand(options);
+  };
 }
 
-Command addSeal(CLI::App& app, SealOptions& options) {
+Command addSeal(CLI::App& app, SealOptions& options, KeySource& key) {
   app.add_option("IN_BASE", options.inBase, "path of the pair in the clear, without .xml and .bin")
       ->required()
       ->type_name("");
   app.add_option("OUT_BASE", options.outBase, "path of the sealed pair, likewise")
       ->required()
       ->type_name("");
-  addKey(app)->required();
-  return [&options] { return sealCommand(options); };
+  addKeyOptions(app, key);
+  return [&] {
+    if (!key.isSet()) throw CLI::RequiredError("one of --key-file, --key-env and --key");
+    options.key = fetchKey(key);
+    return sealCommand(options);
+  };
 }
 
-Command addDigest(CLI::App& app, DigestOptions& options) {
+Command addKeygen(CLI::App& app, std::filesystem::path& modelKey, KeySource&) {
+  app.add_option("--model", modelKey, "new file for the key of a model pair")
+      ->required()
+      ->type_name("FILE");
+  return [&modelKey] { return keygenCommand(modelKey); };
+}
+
+Command addDigest(CLI::App& app, DigestOptions& options, KeySource&) {
   app.add_option("LIBRARY", options.libraries, "files to digest, in the order of the manifest")
       ->required()
       ->type_name("");
@@ -153,7 +187,7 @@ Command addDigest(CLI::App& app, DigestOptions& options) {
   return [&options] { return digestCommand(options); };
 }
 
-Command addCheck(CLI::App& app, std::filesystem::path& manifest) {
+Command addCheck(CLI::App& app, std::filesystem::path& manifest, KeySource&) {
   app.add_option("--plugin", manifest,
                  "manifest of the plug-in; " + manifest.string() + " unless given")
       ->type_name("MANIFEST");
@@ -170,13 +204,12 @@ class CommandLine {
     add("run", "Run a network on images and show the best classes", addRun, runOptions);
     add("bench", "Measure how fast a network runs", addBench, benchOptions);
     add("seal", "Encrypt a model pair", addSeal, sealOptions);
+    add("keygen", "Make a key for sealing", addKeygen, keyFile);
     add("digest", "Digest libraries, for a plug-in's manifest", addDigest, digestOptions);
     add("check", "Load a plug-in and test its dependencies", addCheck, checkedManifest);
   }
 
-  void setKey(const ByteVector& key) {
-    runOptions.model.key = benchOptions.model.key = sealOptions.key = key;
-  }
+  void setKey(ByteVector given) { key.given = std::move(given); }
 
   /// Parses and does what is asked for.
   ExitCode run(int count, char** arguments) {
@@ -189,10 +222,10 @@ class CommandLine {
 
  private:
   template <typename Options>
-  void add(const char* name, const char* help, Command (*wire)(CLI::App&, Options&),
+  void add(const char* name, const char* help, Command (*wire)(CLI::App&, Options&, KeySource&),
            Options& options) {
     CLI::App* const command = app.add_subcommand(name, help);
-    commands[command] = wire(*command, options);
+    commands[command] = wire(*command, options, key);
   }
 
   CLI::App app{"Runs neural networks through the Ombrel backend plug-in.", "ombrel"};
@@ -200,6 +233,8 @@ class CommandLine {
   RunOptions runOptions;
   BenchOptions benchOptions;
   SealOptions sealOptions;
+  KeySource key;
+  std::filesystem::path keyFile;
   DigestOptions digestOptions;
   std::filesystem::path checkedManifest = defaultManifest();
 };

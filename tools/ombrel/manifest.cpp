@@ -7,7 +7,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "hex.h"
+#include "ombrel/platform/hex.h"
 
 namespace OMB::tool {
 namespace {
@@ -85,7 +85,7 @@ class Fields {
 ManifestDigest readDigest(const json& value, const std::string& where) {
   const Fields fields(value, where, {"sha256", "offset", "length"});
   ManifestDigest digest;
-  if (!decodeHex(fields.text("sha256"), digest.sha256)) {
+  if (!Utility::decodeHex(fields.text("sha256"), digest.sha256)) {
     Fields::fail(fields.path("sha256"), "is not 64 hexadecimal digits");
   }
   digest.offset = fields.number("offset");
@@ -109,7 +109,7 @@ Manifest readManifestObject(const json& value) {
 ordered_json toJson(const ManifestDependency& dependency) {
   ordered_json hashes = ordered_json::array();
   for (const ManifestDigest& digest : dependency.hashes) {
-    hashes.push_back({{"sha256", encodeHex(digest.sha256)},
+    hashes.push_back({{"sha256", Utility::encodeHex(digest.sha256)},
                       {"offset", digest.offset},
                       {"length", digest.length}});
   }

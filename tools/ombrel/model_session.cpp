@@ -2,6 +2,7 @@
 
 #include <exception>
 #include <new>
+#include <utility>
 
 #include "ombrel/model/config.h"
 #include "ombrel/model/entry_points.h"
@@ -28,23 +29,23 @@ Config makeConfig(const ModelOptions& options, const std::filesystem::path& fold
 }
 
 /// Why the backend may have refused the pair. It tells no more than that it did.
-std::string whyNotLoaded(const ModelOptions& options, const std::string& suffix) {
-  for (const std::string& file : {options.modelBase + ".xml", options.modelBase + ".bin"}) {
+std::string whyNotLoaded(const std::string& base, const std::string& suffix, bool hasKey) {
+  for (const std::string& file : {base + ".xml", base + ".bin"}) {
     if (Utility::fileSize(file) >= 1) continue;
-    const bool hasSuffix = !suffix.empty() && options.modelBase.ends_with(suffix);
+    const bool hasSuffix = !suffix.empty() && base.ends_with(suffix);
     return file + " is missing or empty" +
            (hasSuffix ? "; name the model without " + suffix : std::string());
   }
-  return options.key.empty() ? "the engine refuses it; if it is sealed, it needs its key"
-                             : "the engine refuses it; the key may be the wrong one";
+  return hasKey ? "the engine refuses it; the key may be the wrong one"
+                : "the engine refuses it; if it is sealed, it needs its key";
 }
 
 }  // namespace
 
-ModelSession::ModelSession(const ModelOptions& options)
+ModelSession::ModelSession(ModelOptions& options)
     : ModelSession(options, loadManifest(options.manifest)) {}
 
-ModelSession::ModelSession(const ModelOptions& options, const Manifest& manifest)
+ModelSession::ModelSession(ModelOptions& options, const Manifest& manifest)
     : plugin(makePlugin(manifest)) {
   const std::filesystem::path folder = pluginFolder(options.manifest, manifest);
   const Config config = makeConfig(options, folder);
@@ -64,10 +65,9 @@ CreateFunction ModelSession::loadPlugin(const std::filesystem::path& folder) {
   return create;
 }
 
-void ModelSession::loadModel(CreateFunction create, const ModelOptions& options,
-                             const Config& config) {
+void ModelSession::loadModel(CreateFunction create, ModelOptions& options, const Config& config) {
   const std::string failure = "cannot load model " + options.modelBase + ": ";
-  ByteVector key = options.key;
+  ByteVector key = std::exchange(options.key, {});
   try {
     model.reset(create({options.modelBase.c_str(), key.empty() ? nullptr : key.data(),
                         static_cast<int>(key.size()), config}));
@@ -77,7 +77,9 @@ void ModelSession::loadModel(CreateFunction create, const ModelOptions& options,
     throw ToolError(ExitCode::Model, failure + error.what());
   }
   if (!model->IsLoaded()) {
-    throw ToolError(ExitCode::Model, failure + whyNotLoaded(options, plugin.GetModelSuffix()));
+    const char* const suffix = plugin.GetModelSuffix();
+    throw ToolError(ExitCode::Model,
+                    failure + whyNotLoaded(options.modelBase, suffix, !key.empty()));
   }
   if (model->GetOutputSize() < 1) throw ToolError(ExitCode::Model, failure + "it has no output");
 }

@@ -32,8 +32,9 @@ struct ModelOptions {
 class ModelSession {
  public:
   /// Reads the configuration, loads the plug-in and the model. Throws ToolError with the code of
-  /// the step that failed.
-  explicit ModelSession(const ModelOptions& options);
+  /// the step that failed. The key moves out of the options and is wiped as soon as the model has
+  /// been made.
+  explicit ModelSession(ModelOptions& options);
 
   /// A runner that is ready. Throws ToolError. One call at a time.
   std::unique_ptr<INNRunner> createRunner() const;
@@ -42,9 +43,9 @@ class ModelSession {
   std::size_t outputSize() const;
 
  private:
-  ModelSession(const ModelOptions& options, const Manifest& manifest);
+  ModelSession(ModelOptions& options, const Manifest& manifest);
   CreateFunction loadPlugin(const std::filesystem::path& folder);
-  void loadModel(CreateFunction create, const ModelOptions& options, const Config& config);
+  void loadModel(CreateFunction create, ModelOptions& options, const Config& config);
 
   DynamicPlugin plugin;
   PluginManager manager;

@@ -88,7 +88,7 @@ void printBest(std::span<const float> values, const Labels& labels, std::size_t 
 
 }  // namespace
 
-ExitCode runCommand(const RunOptions& options) {
+ExitCode runCommand(RunOptions& options) {
   const std::vector<Image> images = readImages(options);
   const Labels labels = readLabels(options.labels);
   std::unique_ptr<PendingFile> raw;

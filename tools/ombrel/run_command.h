@@ -23,6 +23,7 @@ struct RunOptions {
   std::optional<std::size_t> top;   ///< how many classes are printed
 };
 
-ExitCode runCommand(const RunOptions& options);
+/// The key is gone from the options when the model is loaded.
+ExitCode runCommand(RunOptions& options);
 
 }  // namespace OMB::tool

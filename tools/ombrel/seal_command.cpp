@@ -12,6 +12,7 @@
 
 #include <openssl/evp.h>
 
+#include "ombrel/platform/crypto.h"
 #include "ombrel/platform/file_utils.h"
 
 #include "build_constants.h"
@@ -58,14 +59,6 @@ class Encryptor {
   std::vector<unsigned char> sealed = std::vector<unsigned char>(chunkBytes + blockBytes);
 };
 
-ByteVector effectiveKey(const ByteVector& key) {
-  ByteVector result(keyBytes);
-  for (std::size_t i = 0; i < keyBytes; ++i) {
-    result[i] = static_cast<unsigned char>(key[i] ^ keyMask[i]);
-  }
-  return result;
-}
-
 std::string missing(const std::filesystem::path& file) {
   return "cannot open " + file.string();
 }
@@ -93,7 +86,7 @@ void sealFile(const std::filesystem::path& in, PendingFile& out, const ByteVecto
   requireLength(in, Utility::fileSize(in.string()));
   std::ifstream source(in, std::ios::binary);
   if (!source) throw ToolError(ExitCode::File, missing(in));
-  Encryptor encryptor(effectiveKey(key));
+  Encryptor encryptor(Crypto::effectiveKey(key.data(), static_cast<int>(kKeyBytes), keyMask));
   ByteVector plain(chunkBytes);
   std::int64_t size = 0;
   while (source) {
@@ -107,7 +100,7 @@ void sealFile(const std::filesystem::path& in, PendingFile& out, const ByteVecto
   out.write(encryptor.finish());
 }
 
-ExitCode sealCommand(const SealOptions& options) {
+ExitCode sealCommand(SealOptions& options) {
   const std::array<std::filesystem::path, 2> in = {options.inBase + ".xml",
                                                    options.inBase + ".bin"};
   const std::array<std::filesystem::path, 2> out = {options.outBase + ".xml",
@@ -120,10 +113,8 @@ ExitCode sealCommand(const SealOptions& options) {
   PendingFile weights(out[1]);
   sealFile(in[0], text, options.key);
   sealFile(in[1], weights, options.key);
-  text.finish();
-  weights.finish();
-  weights.commit();
-  text.commit();
+  options.key.clear();
+  commitPair(weights, text);
   for (std::size_t i = 0; i < in.size(); ++i) {
     std::printf("%s -> %s  %lld bytes\n", in[i].c_str(), out[i].c_str(),
                 static_cast<long long>(Utility::fileSize(out[i].string())));

@@ -17,7 +17,8 @@ struct SealOptions {
   ByteVector key;  ///< the caller's bytes; the build's mask is yet to be added
 };
 
-ExitCode sealCommand(const SealOptions& options);
+/// Wipes the key in the options when it is done with it.
+ExitCode sealCommand(SealOptions& options);
 
 /// Writes the contents of `in` to `out` as Crypto::decryptFile reads them with the caller's bytes
 /// `key`, the build's model IV and its key mask. Throws ToolError, also for a file that would

@@ -100,12 +100,11 @@ std::vector<Entry> readEntries(const Reader& reader, const Segment& section) {
   return entries;
 }
 
-// Empty if the name has no end within what a file name may hold.
+// As far as a file name may go.
 std::string readName(const Reader& reader, std::uint64_t offset) {
-  std::array<char, NAME_MAX + 1> name;
+  std::array<char, NAME_MAX> name;
   const std::size_t size = reader.read(offset, std::as_writable_bytes(std::span(name)));
-  const std::size_t length = strnlen(name.data(), size);
-  return length == size ? std::string() : std::string(name.data(), length);
+  return std::string(name.data(), strnlen(name.data(), size));
 }
 
 void readNames(const Reader& reader, std::span<const Entry> entries,

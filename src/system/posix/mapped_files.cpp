@@ -24,13 +24,13 @@ Number toNumber(std::string_view digits, int base) {
 
 // "start-end rights offset device inode path", the numbers in hex but for the inode.
 Mapping toMapping(std::string_view line) {
-  const auto start = toNumber<std::uintptr_t>(takeUntil('-', line), 16);
+  takeUntil('-', line);
   const auto end = toNumber<std::uintptr_t>(takeUntil(' ', line), 16);
   takeUntil(' ', line);
   takeUntil(' ', line);
   const std::string_view device = takeUntil(' ', line);
   const auto inode = toNumber<std::uint64_t>(takeUntil(' ', line), 10);
-  return {start, end, {std::string(device), inode}};
+  return {end, {std::string(device), inode}};
 }
 
 }  // namespace

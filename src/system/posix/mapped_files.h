@@ -16,8 +16,7 @@ struct FileIdentity {
 };
 
 struct Mapping {
-  std::uintptr_t start;
-  std::uintptr_t end;
+  std::uintptr_t end;  ///< the first address behind it
   FileIdentity file;
 };
 

@@ -91,16 +91,19 @@ int countNamesakes(dl_phdr_info* info, std::size_t /*size*/, void* argument) {
   return 0;
 }
 
-// Whether every byte of the range lies in mappings of that file.
+// The mapping that the address lies in, or the next behind it.
+auto mappingAt(std::uintptr_t address, const std::vector<Mapping>& mappings) {
+  return std::ranges::upper_bound(mappings, address, {}, &Mapping::end);
+}
+
+// Whether all that is mapped of the range is of that file.
 bool isMapped(const Range& range, const std::vector<Mapping>& mappings, const FileIdentity& file) {
-  std::uintptr_t proven = range.start;
-  for (const Mapping& mapping : mappings) {
-    if (mapping.end <= proven || mapping.start > proven) continue;
-    if (mapping.file != file) return false;
-    proven = mapping.end;
-    if (proven >= range.end) return true;
+  for (std::uintptr_t proven = range.start; proven < range.end;) {
+    const auto mapping = mappingAt(proven, mappings);
+    if (mapping == mappings.end() || mapping->file != file) return false;
+    proven = mapping->end;
   }
-  return false;
+  return true;
 }
 
 }  // namespace
@@ -113,10 +116,8 @@ bool isMappedFrom(Module module, const OpenFile& file) {
 
   const MappedPage page(file);
   const std::vector<Mapping> mappings = readMappings();
-  const auto own = std::ranges::find_if(mappings, [&](const Mapping& mapping) {
-    return mapping.start <= page.start() && page.start() < mapping.end;
-  });
-  if (own == mappings.end() || own->file.inode == 0) return false;
+  const auto own = mappingAt(page.start(), mappings);
+  if (own == mappings.end()) return false;
   return search.namesakes == 1 && !search.code.empty() &&
          std::ranges::all_of(
              search.code, [&](const Range& range) { return isMapped(range, mappings, own->file); });

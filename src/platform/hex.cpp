@@ -1,8 +1,8 @@
-#include "hex.h"
+#include "ombrel/platform/hex.h"
 
 #include <cstddef>
 
-namespace OMB::tool {
+namespace OMB::Utility {
 namespace {
 
 // Not std::isxdigit and the like, which go by the locale.
@@ -27,14 +27,17 @@ bool decodeHex(std::string_view text, std::span<unsigned char> bytes) {
 }
 
 std::string encodeHex(std::span<const unsigned char> bytes) {
-  constexpr char digits[] = "0123456789abcdef";
-  std::string text;
-  text.reserve(bytes.size() * 2);
-  for (const unsigned char byte : bytes) {
-    text += digits[byte >> 4];
-    text += digits[byte & 15];
-  }
+  std::string text(bytes.size() * 2, '\0');
+  encodeHex(bytes, text.data());
   return text;
 }
 
-}  // namespace OMB::tool
+void encodeHex(std::span<const unsigned char> bytes, char* text) noexcept {
+  constexpr char kDigits[] = "0123456789abcdef";
+  for (const unsigned char byte : bytes) {
+    *text++ = kDigits[byte >> 4];
+    *text++ = kDigits[byte & 15];
+  }
+}
+
+}  // namespace OMB::Utility

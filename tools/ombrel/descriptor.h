@@ -1,0 +1,36 @@
+// A file of the system's, open.
+#pragma once
+
+#include <fcntl.h>
+#include <unistd.h>
+#include <utility>
+
+namespace OMB::tool {
+
+/// Closes what it holds. False if it holds nothing, as after an open that failed.
+class Descriptor {
+ public:
+  explicit Descriptor(int opened = -1) : number(opened) {}
+  ~Descriptor() { (void)close(); }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+
+  /// Opens a file to write to, with what `flags` add. Only where nothing is held yet.
+  void create(const char* place, int flags, mode_t rights) {
+    number = ::open(place, O_WRONLY | O_CREAT | O_CLOEXEC | flags, rights);
+  }
+
+  explicit operator bool() const { return number >= 0; }
+  int get() const { return number; }
+
+  /// Returns false if the system tells of a failure only now, as some do of a write.
+  [[nodiscard]] bool close() {
+    const int closing = std::exchange(number, -1);
+    return closing < 0 || ::close(closing) == 0;
+  }
+
+ private:
+  int number;
+};
+
+}  // namespace OMB::tool
