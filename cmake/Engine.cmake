@@ -38,5 +38,6 @@ foreach(path IN LISTS OMBREL_ENGINE_PATHS)
   endif()
   get_filename_component(name ${path} NAME)
   file(MAKE_DIRECTORY ${OMBREL_PLUGIN_OUTPUT_DIRECTORY})
-  file(CREATE_LINK ${path} ${OMBREL_PLUGIN_OUTPUT_DIRECTORY}/${name} COPY_ON_ERROR SYMBOLIC)
+  # Not a symbolic link: the package is proven to be all in its own folder.
+  file(CREATE_LINK ${path} ${OMBREL_PLUGIN_OUTPUT_DIRECTORY}/${name} COPY_ON_ERROR)
 endforeach()

@@ -30,6 +30,8 @@ if(TARGET ombrel_tool)
     list(TRANSFORM libraries PREPEND \"\${folder}/\")
     execute_process(COMMAND \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/ombrel\"
                             digest \${libraries} --manifest \"\${folder}/openvino.json\"
+                            --outside \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/lib/$<TARGET_SONAME_FILE_NAME:ombrel>\"
+                            --file \"\${folder}/plugins.xml\" --closed
                     COMMAND_ERROR_IS_FATAL ANY)")
 endif()
 

@@ -6,16 +6,19 @@
 #include <ombrel/ombrel.h>
 
 int main(int, char** arguments) {
-  const std::filesystem::path backend = BACKEND;
+  // A real host has the manifest, or its digest, where nobody who can change the package can.
+  const std::filesystem::path folder = std::filesystem::path(BACKEND).parent_path();
+  const OMB::Manifest manifest = OMB::readManifest((folder / "openvino.json").string());
+  const OMB::PackageVerifier package(folder.string(), manifest, {"openvino.json"});
+  if (!package.IsProven()) return 1;
+
   OMB::PluginManager manager;
-  manager.SetPluginsDirectory(backend.parent_path().string().c_str());
-  OMB::Repository<OMB::Dependency> none;
-  OMB::DynamicPlugin plugin(backend.filename().string().c_str(), "Initialize", "Create", ".xml",
-                            none);
-  if (manager.Load(plugin) != OMB::PLUGIN_OK) return 1;
+  manager.SetPluginsDirectory(folder.string().c_str());
+  OMB::DynamicPlugin plugin = OMB::makePlugin(manifest);
+  if (manager.Load(plugin) != OMB::PLUGIN_OK) return 5;
 
   OMB::Config config;
-  config.SetDataPath((backend.parent_path() / "").string());
+  config.SetDataPath((folder / "").string());
   const std::unique_ptr<OMB::INNModel> model(
       plugin.GetCreateMethod()({arguments[1], nullptr, 0, config}));
   if (!model->IsLoaded()) return 2;

@@ -1,6 +1,7 @@
-"""The host program over a plug-in that echoes its input: program_test.py PROGRAM PLUGIN.
+"""The host program over a plug-in that echoes its input: program_test.py PROGRAM PLUGIN TRAP.
 
 What it prints, and that each failure ends with its documented exit code and one line on standard error.
+TRAP is a library that leaves a file behind where it is opened.
 """
 import array
 import os
@@ -15,7 +16,7 @@ import time
 import unittest
 
 KEY = "0102030405060708090A0b0c0d0e0f10"
-SUCCESS, USAGE, BAD_KEY, FILE, IMAGE, MANIFEST, PLUGIN, MODEL, RUNNER, RUN, CHECK = 0, *range(2, 12)
+SUCCESS, USAGE, BAD_KEY, FILE, IMAGE, MANIFEST, PLUGIN, MODEL, RUNNER, RUN, CHECK, PACKAGE = 0, *range(2, 13)
 PLAIN = "--size 4x2 --plugin m.json"
 
 
@@ -79,7 +80,9 @@ class Program(unittest.TestCase):
 
     def test_ends_each_failure_with_its_code_and_one_line(self):
         (self.folder / "bad.json").write_text("{}")
-        self.write_changed("lost.json", "libecho", "liblost")
+        (self.folder / "libtext.so").write_text("no library")
+        self.succeed("digest libtext.so --manifest text.json")
+        self.write_changed("norange.json", '"offset": 0', '"offset": 0, "offset": 1')
         self.write_changed("noinit.json", "Initialize", "Finalize")
         self.write_changed("nocreate.json", '"Create', '"Destroy')
         (self.folder / "c.cfg").write_text("DataPath elsewhere/")
@@ -113,7 +116,9 @@ class Program(unittest.TestCase):
                 (f"run net no.ppm {PLAIN}", IMAGE, "no.ppm"),
                 (f"run net note.png {PLAIN}", IMAGE, "note.png"),
                 ("run net a.ppm --size 4x2 --plugin bad.json", MANIFEST, '"name" is missing'),
-                ("run net a.ppm --size 4x2 --plugin lost.json", PLUGIN, "code -1, its library"),
+                ("run net a.ppm --size 4x2 --plugin norange.json", MANIFEST, '"offset" stands twice'),
+                ("run net a.ppm --size 4x2 --plugin no.json", FILE, "cannot open no.json"),
+                ("run net a.ppm --size 4x2 --plugin text.json", PLUGIN, "code -1, its library"),
                 ("run net a.ppm --size 4x2 --plugin noinit.json", PLUGIN, "code -4, "),
                 ("run net a.ppm --size 4x2 --plugin nocreate.json", PLUGIN, "create entry"),
                 (f"run net.xml a.ppm {PLAIN}", MODEL, "name the model without .xml"),
@@ -126,7 +131,8 @@ class Program(unittest.TestCase):
                 (f"seal net net --key {KEY}", FILE, "will not overwrite the input net.xml"),
                 (f"seal no new --key {KEY}", FILE, "cannot open no.xml"),
                 ("digest a.ppm --range 4294967295:1", FILE, "the range goes beyond"),
-                ("check --plugin lost.json", PLUGIN, "cannot load plug-in liblost.so")):
+                ("digest a.ppm --closed", USAGE, "--closed requires --manifest"),
+                ("check --plugin text.json", PLUGIN, "cannot load plug-in libtext.so")):
             with self.subTest(arguments):
                 self.assertEqual(self.run_program(arguments), code)
                 self.assertRegex(self.error, r"\Aombrel: [^\n]*\n\Z")
@@ -137,19 +143,60 @@ class Program(unittest.TestCase):
         self.succeed("check --plugin m.json")
         self.assertRegex(self.out, r"\Alibecho.so +ok +/.*/libecho.so\n")
         self.library.write_bytes(self.library.read_bytes().replace(b"the echo", b"The echo"))
-        self.assertEqual(self.run_program("check --plugin m.json"), CHECK)
-        self.assertRegex(self.out, r"\Alibecho.so +refused +/.*/libecho.so\n\Z")
-        self.assertEqual(self.run_program(f"run net a.ppm {PLAIN}"), PLUGIN)
-        self.assertIn("Integrity check failed.\nombrel: cannot load plug-in libecho.so", self.error)
-        self.assertIn("code -7, ", self.error)
+        for command in ("check", "run net a.ppm --size 4x2", "bench net --size 4x2"):
+            self.assertEqual(self.run_program(f"{command} --plugin m.json"), PACKAGE)
+            self.assertEqual(self.error, "ombrel: libecho.so is not a file that is listed\n"
+                             "ombrel: 1 of 1 files are not as the manifest has them; nothing was loaded\n")
 
-        # A second digest is an alternative; the same one again changes nothing.
+        # A digest of a part says nothing of the rest.
         self.succeed("digest libecho.so --range 0:64 --manifest m.json --name libecho")
         extended = (self.folder / "m.json").read_text()
         self.assertEqual(len(re.findall('"sha256"', extended)), 2)
-        self.succeed("digest libecho.so --range 0:64 --manifest m.json")
+        self.assertEqual(self.run_program("check --plugin m.json"), PACKAGE)
+        self.assertIn("libecho.so is proven in part only", self.error)
+        # A second digest is an alternative; the same one again changes nothing.
+        self.succeed("digest libecho.so --manifest m.json")
+        extended = (self.folder / "m.json").read_text()
+        self.assertEqual(len(re.findall('"sha256"', extended)), 3)
+        self.succeed("digest libecho.so --manifest m.json")
         self.assertEqual((self.folder / "m.json").read_text(), extended)
         self.succeed(f"run net a.ppm {PLAIN}")
+
+    def test_maps_nothing_that_was_not_proven_first(self):
+        package = self.folder / "package"
+        package.mkdir()
+        shutil.copy(self.library, package)
+        (package / "plugins.xml").write_text("x")
+        (package / "liblisted.so.1").write_text("listed")
+        self.succeed("digest package/libecho.so package/liblisted.so.1 --manifest package/m.json "
+                     "--file package/plugins.xml --outside net.bin --closed")
+        self.assertIn('"file": "../net.bin"', (package / "m.json").read_text())
+        for name, fault in (("libecho.so", "is not a file that is listed"),
+                            ("liblisted.so.1", "is not a file that is listed"),
+                            ("liblisted.so.1.so", "is not a file that is listed"),
+                            ("plugins.xml", "is not a file that is listed"),
+                            ("../net.bin", "is not a file that is listed"),
+                            ("libz.so.1", "is not listed, in a folder that is closed")):
+            for command in ("check", "run net a.ppm --size 4x2", "bench net --size 4x2"):
+                place, kept = package / name, self.folder / "kept"
+                with self.subTest(name, command=command):
+                    if place.exists():
+                        place.rename(kept)
+                    shutil.copy(trap, place)
+                    code = self.run_program(f"{command} --plugin package/m.json",
+                                            OMBREL_TEST_TRAP=str(self.folder / "sprung"))
+                    self.assertFalse((self.folder / "sprung").exists())
+                    self.assertEqual(code, PACKAGE)
+                    self.assertIn(f"ombrel: {name} {fault}\n", self.error)
+                    place.unlink()
+                    if kept.exists():
+                        kept.rename(place)
+
+    def test_springs_the_trap_where_it_is_listed(self):
+        shutil.copy(trap, self.folder / "libtrap.so")
+        self.succeed("digest libtrap.so --manifest t.json")
+        self.run_program("check --plugin t.json", OMBREL_TEST_TRAP=str(self.folder / "sprung"))
+        self.assertTrue((self.folder / "sprung").exists())
 
     def test_takes_the_key_from_where_it_is_kept(self):
         expected = self.raw_output(f"--key {KEY}")
@@ -246,5 +293,5 @@ def memory_of(process):
 
 
 if __name__ == "__main__":
-    program, echo_plugin = (pathlib.Path(argument).resolve() for argument in sys.argv[1:3])
+    program, echo_plugin, trap = (pathlib.Path(argument).resolve() for argument in sys.argv[1:4])
     unittest.main(argv=sys.argv[:1])

@@ -1,10 +1,11 @@
-"""Tampers with a library that the shipped manifest lists: tamper_test.py PROGRAM MANIFEST PLUGIN.
+"""Tampers with the package that is shipped: tamper_test.py PROGRAM MANIFEST PLUGIN TRAP.
 
-Each attempt is a process of its own that has loaded nothing yet, since the loader runs first.
-PLUGIN is any plug-in library; the program tests the engine's file as its dependency.
+PLUGIN is any plug-in library, which stands for the package's own where a thousand attempts with all of it would
+take too long. TRAP is a library that leaves a file behind where it is opened.
 """
 import collections
 import json
+import os
 import pathlib
 import random
 import shutil
@@ -12,78 +13,122 @@ import subprocess
 import sys
 import tempfile
 
-ENGINE_FILE, OTHER_FILE = "libtbbmalloc.so.2", "libhwloc.so.15"
-PASSED, REFUSED = 0, 11  # exit codes of the program
+LARGE = 1 << 20
+PASSED, REFUSED = 0, 12  # exit codes of the program
 
 
-class Folder:
-    """A plug-in with one dependency."""
+class Package:
+    """A copy of a package that the program is made to check."""
 
-    def __init__(self, path, program, manifest, plugin):
-        self.path, self.program, self.origin = path, program, manifest.parent
-        shutil.copy(plugin, path)
-        listed = json.loads(manifest.read_text())
-        self.hashes = {entry["name"]: entry["hashes"] for entry in listed["dependencies"]}
-        self.plugin = {"name": plugin.name, "folder": ".", "initialize": "Initialize", "create": "Create",
-                       "model_suffix": ""}
-
-    def original(self, name):
-        return (self.origin / name).read_bytes()
+    def __init__(self, path, program, manifest):
+        self.path, self.program, self.sprung = path, program, path.parent / "sprung"
+        self.manifest = path / manifest.name
+        path.mkdir(parents=True)
 
     def put(self, name, content):
-        new = self.path / "new"
+        new = self.path.parent / "new"
         new.write_bytes(content)
         new.rename(self.path / name)
 
-    def check(self, name, digests_of=None):
+    def check(self):
         """The program's exit code, negative for a signal."""
-        dependency = {"name": name, "hashes": self.hashes[digests_of or name]}
-        manifest = self.path / "manifest.json"
-        manifest.write_text(json.dumps({**self.plugin, "dependencies": [dependency]}))
-        return subprocess.run([self.program, "check", "--plugin", manifest], capture_output=True,
-                              timeout=60).returncode
+        code = subprocess.run([self.program, "check", "--plugin", self.manifest], capture_output=True, timeout=60,
+                              env={**os.environ, "OMBREL_TEST_TRAP": str(self.sprung)}).returncode
+        if self.sprung.exists():
+            sys.exit("the trap was opened")
+        return code
+
+    def expect(self, wanted, what):
+        code = self.check()
+        if code != wanted:
+            sys.exit(f"{what}: exit code {code}, not {wanted}")
 
 
-def expect(what, got, wanted):
-    if got != wanted:
-        sys.exit(f"{what}: exit code {got}, not {wanted}")
+def copy_whole(path, program, manifest):
+    package = Package(path, program, manifest)
+    shutil.copytree(manifest.parent, path, dirs_exist_ok=True)
+    for entry in json.loads(manifest.read_text())["dependencies"]:
+        if "file" in entry:
+            shutil.copy(manifest.parent / entry["file"], path / entry["file"])
+    return package
 
 
-def test_other_files(folder):
-    for name, other in (ENGINE_FILE, OTHER_FILE), (OTHER_FILE, ENGINE_FILE):
-        folder.put(name, folder.original(other))
-    for name in ENGINE_FILE, OTHER_FILE:
-        expect(f"{name} swapped", folder.check(name), REFUSED)
-        folder.put(name, folder.original(name))
-        expect(f"{name} as it is", folder.check(name), PASSED)
-    expect("digest of another file", folder.check(ENGINE_FILE, OTHER_FILE), REFUSED)
-    for target, wanted in (ENGINE_FILE, PASSED), (OTHER_FILE, REFUSED):
-        (folder.path / ENGINE_FILE).unlink()
-        (folder.path / ENGINE_FILE).symlink_to(folder.origin / target)
-        expect(f"link to {target}", folder.check(ENGINE_FILE), wanted)
+def copy_small(path, program, manifest, plugin):
+    """The engine's smaller files, of which the plug-in needs none."""
+    package = Package(path, program, manifest)
+    listed = json.loads(manifest.read_text())
+    small = [entry for entry in listed["dependencies"] if "file" not in entry and entry["name"] != listed["name"] and
+             (manifest.parent / entry["name"]).stat().st_size < LARGE and "openvino" not in entry["name"]]
+    files = [manifest.parent / entry["name"] for entry in small] + [plugin]
+    for file in files:
+        shutil.copy(file, path)
+    subprocess.run([program, "digest", plugin.name, *(file.name for file in files[:-1]), "--closed",
+                    "--manifest", manifest.name], check=True, cwd=path, capture_output=True)
+    return package, [file.name for file in files[:-1]]
 
 
-def test_changed_bytes(folder, count=1000):
-    whole = folder.original(ENGINE_FILE)
-    generator = random.Random(4711)
+def test_traps(package, trap):
+    """In the place of each file, and under names that the loader or the engine would come to by itself."""
+    names = [entry["name"] for entry in json.loads(package.manifest.read_text())["dependencies"]]
+    there = [path.name for path in package.path.iterdir() if path != package.manifest]
+    others = ["libopenvino_auto_batch_plugin.so", "libopenvino_intel_gpu_plugin.so", "libopenvino_onnx_frontend.so.2641",
+              "libz.so.1", "libstdc++.so.6", *(name + ".so" for name in names if not name.endswith(".so")), "libombrel.so.1"]
+    for name in there + others:
+        place, kept = package.path / name, package.path.parent / "kept"
+        if place.exists():
+            place.rename(kept)
+        shutil.copy(trap, place)
+        package.expect(REFUSED, f"trap as {name}")
+        place.unlink()
+        package.expect(REFUSED if kept.exists() else PASSED, f"without {name}")
+        if kept.exists():
+            kept.rename(place)
+
+
+def test_swaps_and_links(package, names):
+    first, second = (package.path / name for name in names[:2])
+    kept = first.read_bytes()
+    package.put(first.name, second.read_bytes())
+    package.expect(REFUSED, "another file's content")
+    first.unlink()
+    outside = package.path.parent / first.name
+    outside.write_bytes(kept)
+    first.symlink_to(outside)
+    package.expect(REFUSED, "a link out of the folder")
+    package.put(first.name, kept)
+    package.expect(PASSED, "as it was")
+
+
+def change_bytes(package, names, count, generator):
     outcomes = collections.Counter()
     for _ in range(count):
+        name = generator.choice(names)
+        whole = (package.path / name).read_bytes()
         changed = bytearray(whole)
         changed[generator.randrange(len(whole))] ^= generator.randrange(1, 256)
-        folder.put(ENGINE_FILE, changed)
-        outcomes[folder.check(ENGINE_FILE)] += 1
-    # A signal and 127 are the loader's end, before there was anything to test.
-    print(f"{count} changed bytes, by exit code: {dict(outcomes)}")
-    if outcomes[PASSED] or outcomes[REFUSED] < 0.9 * count:
-        sys.exit("accepted, or not refused by the test")
+        package.put(name, changed)
+        outcomes[package.check()] += 1
+        package.put(name, whole)
+    return outcomes
 
 
 def main():
-    program, manifest, plugin = map(pathlib.Path, sys.argv[1:])
+    program, manifest, plugin, trap = (pathlib.Path(argument).resolve() for argument in sys.argv[1:])
     with tempfile.TemporaryDirectory() as path:
-        folder = Folder(pathlib.Path(path), program, manifest, plugin)
-        test_other_files(folder)
-        test_changed_bytes(folder)
+        small, names = copy_small(pathlib.Path(path) / "small/package", program, manifest, plugin)
+        small.expect(PASSED, "the small package")
+        test_swaps_and_links(small, names)
+        whole = copy_whole(pathlib.Path(path) / "whole/package", program, manifest)
+        whole.expect(PASSED, "the whole package")
+        test_traps(whole, trap)
+
+        generator = random.Random(4711)
+        outcomes = change_bytes(small, names, 980, generator)
+        large = [file.name for file in whole.path.iterdir() if file.stat().st_size >= LARGE]
+        outcomes += change_bytes(whole, large, 20, generator)
+        print(f"1000 changed bytes, by exit code: {dict(outcomes)}")
+        if outcomes != {REFUSED: 1000}:
+            sys.exit("not all were refused before the load")
 
 
 main()

@@ -14,7 +14,6 @@
 #include "image_file.h"
 #include "key.h"
 #include "latencies.h"
-#include "manifest.h"
 #include "seal_command.h"
 #include "support.h"
 #include "tool_error.h"
@@ -46,40 +45,6 @@ std::string replaced(std::string text, const std::string& from, const std::strin
   const std::size_t at = text.find(from);
   EXPECT_NE(at, std::string::npos) << from;
   return at == std::string::npos ? text : text.replace(at, from.size(), to);
-}
-
-TEST(Manifest, IsReadStrictly) {
-  const Manifest good = {"p", "f/", "I", "C", "", {{"l", {{{}, 1, 4294967295U}}}, {"m", {}}}};
-  const std::string text = formatManifest(good);
-  EXPECT_EQ(parseManifest(text), good);
-
-  const struct {
-    const char *from, *to, *message;
-  } faults[] = {
-      {"\"p\"", "3", "\"name\" is not a string"},
-      {"\"p\"", "\"\"", "\"name\" is empty"},
-      {"\"p\"", "\"p\\u0000\"", "\"name\" holds a NUL"},
-      {"\"f/\"", "null", "\"folder\" is not a string"},
-      {"\"create\"", "\"Create\"", "\"Create\" is not a known field"},
-      {"\"model_suffix\": \"\",", "", "\"model_suffix\" is missing"},
-      {"\"m\"", "[]", "\"dependencies[1].name\" is not a string"},
-      {"[]", "{}", "\"dependencies[1].hashes\" is not a list"},
-      {"\"offset\": 1", "\"offset\": -1", "\"dependencies[0].hashes[0].offset\" is not a whole"},
-      {"\"offset\": 1", "\"offset\": 1.0", "offset\" is not a whole"},
-      {"4294967295", "4294967296", "length\" exceeds 32 bits"},
-      {"00\"", "0\"", "sha256\" is not 64 hexadecimal digits"},
-      {"00\"", "0g\"", "sha256\" is not 64 hexadecimal digits"},
-      {"{", "[{", "is not JSON"},
-      {"\"f/\"", "\"\xff\"", "is not JSON"},
-  };
-  for (const auto& fault : faults) {
-    SCOPED_TRACE(fault.to);
-    EXPECT_THAT([&] { parseManifest(replaced(text, fault.from, fault.to)); },
-                testing::ThrowsMessage<ManifestError>(HasSubstr(fault.message)));
-  }
-  for (const std::string& bad : {std::string(1000000, '['), std::string("[]"), std::string()}) {
-    EXPECT_THROW(parseManifest(bad), ManifestError);
-  }
 }
 
 TEST(Key, LeavesTheCommandLine) {

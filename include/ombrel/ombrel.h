@@ -20,6 +20,8 @@
 #include "ombrel/plugin/dependency.h"
 #include "ombrel/plugin/dynamic_plugin.h"
 #include "ombrel/plugin/hash_checker.h"
+#include "ombrel/plugin/manifest.h"
+#include "ombrel/plugin/package_verifier.h"
 #include "ombrel/plugin/plugin.h"
 #include "ombrel/plugin/plugin_manager.h"
 #include "ombrel/plugin/repository.h"

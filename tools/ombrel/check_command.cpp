@@ -1,6 +1,7 @@
 #include "check_command.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -37,32 +38,30 @@ const char* verdictOf(int code) {
   }
 }
 
-/// The first of the steps of a plug-in's load: its own library, which nothing tests unless the
-/// manifest lists it among the dependencies.
-Finding loadOwnLibrary(const Manifest& manifest, const std::string& folder) {
+void loadOwnLibrary(const Manifest& manifest, const std::string& folder) {
   Library library(manifest.name);
-  const bool loaded = Utility::LoadLibraryA(folder.c_str(), library);
-  if (!loaded) {
-    throw ToolError(ExitCode::Plugin, "cannot load plug-in " + manifest.name + " from " + folder);
-  }
-  return {manifest.name, "untested", library.get_file_name(), true};
+  if (Utility::LoadLibraryA(folder.c_str(), library)) return;
+  throw ToolError(ExitCode::Plugin, "cannot load plug-in " + manifest.name + " from " + folder);
 }
 
 /// A test of one dependency alone. A test of all of them together would end at the first failure.
-Finding testDependency(const ManifestDependency& dependency, const std::string& folder) {
-  const Library library(dependency.name);  // shares what the test finds out
+Finding testDependency(const Dependency& dependency, const std::string& folder) {
+  const Library library(dependency.GetName());  // shares what the test finds out
   Repository<Dependency> one;
-  one.Add(makeDependency(dependency));
+  one.Add(dependency);
   const int code = HashChecker().Check(one, folder);
-  return {dependency.name, verdictOf(code),
+  return {dependency.GetName(), verdictOf(code),
           library.is_loaded() ? library.get_file_name() : std::string("see above"),
           code == PLUGIN_OK};
 }
 
-bool isListed(const Manifest& manifest) {
-  return std::any_of(
-      manifest.dependencies.begin(), manifest.dependencies.end(),
-      [&](const ManifestDependency& dependency) { return dependency.name == manifest.name; });
+std::vector<Finding> testDependencies(const Manifest& manifest, const std::string& folder) {
+  const Repository<Dependency> dependencies = makeDependencies(manifest);
+  std::vector<Finding> findings;
+  for (std::int32_t i = 0; i < dependencies.GetCount(); ++i) {
+    findings.push_back(testDependency(dependencies.GetAt(i), folder));
+  }
+  return findings;
 }
 
 void printFindings(const std::vector<Finding>& findings) {
@@ -93,23 +92,23 @@ void requireLoad(const Manifest& manifest, const std::string& folder) {
 
 ExitCode checkCommand(const std::filesystem::path& file) {
   const Manifest manifest = loadManifest(file);
-  const std::string folder = pluginFolder(file, manifest).string();
-  std::vector<Finding> findings = {loadOwnLibrary(manifest, folder)};
-  if (isListed(manifest)) findings.clear();
-  for (const ManifestDependency& dependency : manifest.dependencies) {
-    findings.push_back(testDependency(dependency, folder));
-  }
+  const auto package = verifyPackage(file, manifest);
+  requireProven(*package);
+
+  const std::string folder = pluginFolder(file.string(), manifest);
+  loadOwnLibrary(manifest, folder);
+  const std::vector<Finding> findings = testDependencies(manifest, folder);
   printFindings(findings);
   const auto failures = std::count_if(findings.begin(), findings.end(),
                                       [](const Finding& finding) { return !finding.passed; });
   if (failures > 0) {
     throw ToolError(ExitCode::Check, std::to_string(failures) + " of " +
-                                         std::to_string(manifest.dependencies.size()) +
+                                         std::to_string(findings.size()) +
                                          " dependencies did not pass");
   }
   requireLoad(manifest, folder);
-  std::printf("%s passed with all of its %zu dependencies\n", manifest.name.c_str(),
-              manifest.dependencies.size());
+  std::printf("%s passed with all of its %zu dependencies, and %zu files before that\n",
+              manifest.name.c_str(), findings.size(), package->GetFindings().size());
   return ExitCode::Success;
 }
 

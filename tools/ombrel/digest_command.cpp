@@ -56,13 +56,26 @@ void replaceFields(Manifest& manifest, const DigestOptions& options) {
 }
 
 /// Adds the digest to the alternatives of the library's entry, which is made if there is none.
-void addDigest(Manifest& manifest, const std::string& name, const ManifestDigest& digest) {
+void addDigest(Manifest& manifest, const std::string& name, const ManifestDigest& digest,
+               const std::string& place) {
   auto& dependencies = manifest.dependencies;
   auto entry = std::find_if(dependencies.begin(), dependencies.end(),
                             [&](const ManifestDependency& known) { return known.name == name; });
   if (entry == dependencies.end()) entry = dependencies.insert(entry, {name, {}});
+  entry->file = place;
   if (std::find(entry->hashes.begin(), entry->hashes.end(), digest) == entry->hashes.end()) {
     entry->hashes.push_back(digest);
+  }
+}
+
+/// The file of that name has one digest: a new one takes the place of the old.
+void addFile(Manifest& manifest, const std::filesystem::path& file) {
+  const ManifestFile added{fileName(file), digestFile(file, {}).sha256};
+  const auto known = std::ranges::find(manifest.files, added.name, &ManifestFile::name);
+  if (known != manifest.files.end()) {
+    *known = added;
+  } else {
+    manifest.files.push_back(added);
   }
 }
 
@@ -78,7 +91,7 @@ void printDigests(const DigestOptions& options) {
 std::string checkedText(const Manifest& manifest) {
   try {
     std::string text = formatManifest(manifest);
-    parseManifest(text);
+    (void)parseManifest(text);
     return text;
   } catch (const ManifestError& error) {
     throw ToolError(ExitCode::Manifest, error.what());
@@ -90,8 +103,15 @@ void writeManifest(const DigestOptions& options) {
                                                                 : newManifest(options);
   replaceFields(manifest, options);
   for (const std::filesystem::path& library : options.libraries) {
-    addDigest(manifest, fileName(library), digestFile(library, options.range));
+    addDigest(manifest, fileName(library), digestFile(library, options.range), {});
   }
+  const std::filesystem::path folder = pluginFolder(options.manifest.string(), manifest);
+  for (const std::filesystem::path& library : options.outside) {
+    const auto place = std::filesystem::absolute(library).lexically_proximate(folder);
+    addDigest(manifest, fileName(library), digestFile(library, {}), place.string());
+  }
+  for (const std::filesystem::path& file : options.files) addFile(manifest, file);
+  manifest.closed = manifest.closed || options.closed;
   PendingFile file(options.manifest);
   file.write(checkedText(manifest));
   file.commit();

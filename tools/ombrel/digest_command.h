@@ -8,8 +8,9 @@
 #include <string_view>
 #include <vector>
 
+#include "ombrel/plugin/manifest.h"
+
 #include "exit_codes.h"
-#include "manifest.h"
 
 namespace OMB::tool {
 
@@ -20,6 +21,11 @@ struct ByteRange {
 
 struct DigestOptions {
   std::vector<std::filesystem::path> libraries;
+  /// For a manifest: a library outside the plug-in's folder, which keeps its path from there; what
+  /// else lies in the folder; and whether that is all.
+  std::vector<std::filesystem::path> outside;
+  std::vector<std::filesystem::path> files;
+  bool closed = false;
   std::optional<ByteRange> range;  ///< nothing: the whole file
   std::filesystem::path manifest;  ///< empty: lines on standard output
   /// Fields of a manifest; for a new one each has a default, in an existing one it stays as it is.

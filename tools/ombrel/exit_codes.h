@@ -16,6 +16,7 @@ enum class ExitCode : int {
   Runner = 9,
   Run = 10,
   Check = 11,
+  Package = 12,
 };
 
 struct ExitMeaning {
@@ -37,6 +38,7 @@ inline constexpr ExitMeaning exitMeanings[] = {
     {ExitCode::Runner, "the runner is not ready"},
     {ExitCode::Run, "the network does not take the image, or failed on it"},
     {ExitCode::Check, "a dependency was refused or did not load"},
+    {ExitCode::Package, "a file is not as the manifest has it; nothing was loaded"},
 };
 
 }  // namespace OMB::tool

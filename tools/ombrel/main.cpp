@@ -175,6 +175,14 @@ Command addDigest(CLI::App& app, DigestOptions& options, KeySource&) {
   app.add_option("--manifest", options.manifest,
                  "add the digests to this manifest, which is made if it is not there")
       ->type_name("FILE");
+  const auto addPaths = [&app](const char* name, std::vector<std::filesystem::path>& paths,
+                               const std::string& help) {
+    app.add_option(name, paths, help)->needs("--manifest")->type_name("PATH");
+  };
+  addPaths("--outside", options.outside, "libraries of its process outside the plug-in's folder");
+  addPaths("--file", options.files, "other files that lie in the folder");
+  app.add_flag("--closed", options.closed, "nothing that is not listed may lie in the folder")
+      ->needs("--manifest");
   const auto addField = [&app](const char* name, std::optional<std::string>& field,
                                const std::string& help) {
     app.add_option(name, field, help + " unless given")->needs("--manifest")->type_name("TEXT");

@@ -46,8 +46,9 @@ ModelSession::ModelSession(ModelOptions& options)
     : ModelSession(options, loadManifest(options.manifest)) {}
 
 ModelSession::ModelSession(ModelOptions& options, const Manifest& manifest)
-    : plugin(makePlugin(manifest)) {
-  const std::filesystem::path folder = pluginFolder(options.manifest, manifest);
+    : package(verifyPackage(options.manifest, manifest)), plugin(makePlugin(manifest)) {
+  requireProven(*package);
+  const std::filesystem::path folder = pluginFolder(options.manifest.string(), manifest);
   const Config config = makeConfig(options, folder);
   loadModel(loadPlugin(folder), options, config);
 }

@@ -31,9 +31,9 @@ struct ModelOptions {
 /// A model that was loaded through the plug-in system. The runners may outlive it.
 class ModelSession {
  public:
-  /// Reads the configuration, loads the plug-in and the model. Throws ToolError with the code of
-  /// the step that failed. The key moves out of the options and is wiped as soon as the model has
-  /// been made.
+  /// Proves the package, reads the configuration, loads the plug-in and the model. Throws ToolError
+  /// with the code of the step that failed. The key moves out of the options and is wiped as soon
+  /// as the model has been made.
   explicit ModelSession(ModelOptions& options);
 
   /// A runner that is ready. Throws ToolError. One call at a time.
@@ -47,6 +47,7 @@ class ModelSession {
   CreateFunction loadPlugin(const std::filesystem::path& folder);
   void loadModel(CreateFunction create, ModelOptions& options, const Config& config);
 
+  std::unique_ptr<PackageVerifier> package;  // holds the proven files open
   DynamicPlugin plugin;
   PluginManager manager;
   std::unique_ptr<INNModel> model;

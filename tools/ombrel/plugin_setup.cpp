@@ -1,11 +1,11 @@
 #include "plugin_setup.h"
 
-#include <utility>
+#include <cstdio>
+#include <string>
 #include <vector>
 
 #include "ombrel/plugin/return_codes.h"
 
-#include "files.h"
 #include "tool_error.h"
 
 namespace OMB::tool {
@@ -16,35 +16,37 @@ std::filesystem::path defaultManifest() {
 }
 
 Manifest loadManifest(const std::filesystem::path& file) {
+  if (!std::filesystem::exists(file))
+    throw ToolError(ExitCode::File, "cannot open " + file.string());
   try {
-    return parseManifest(readTextFile(file));
+    return readManifest(file.string());
   } catch (const ManifestError& error) {
     throw ToolError(ExitCode::Manifest, file.string() + ": " + error.what());
   }
 }
 
-std::filesystem::path pluginFolder(const std::filesystem::path& file, const Manifest& manifest) {
-  const std::filesystem::path folder =
-      (std::filesystem::absolute(file).parent_path() / manifest.folder).lexically_normal();
-  return folder.has_filename() ? folder : folder.parent_path();
+std::unique_ptr<PackageVerifier> verifyPackage(const std::filesystem::path& file,
+                                               const Manifest& manifest) {
+  const std::string folder = pluginFolder(file.string(), manifest);
+  std::vector<std::string> besides;
+  if (std::filesystem::absolute(file).lexically_normal().parent_path() == folder) {
+    besides.push_back(file.filename().string());
+  }
+  return std::make_unique<PackageVerifier>(folder, manifest, besides);
 }
 
-Dependency makeDependency(const ManifestDependency& dependency) {
-  std::vector<HashRange> hashes;
-  for (const ManifestDigest& digest : dependency.hashes) {
-    hashes.emplace_back(ByteVector(digest.sha256.begin(), digest.sha256.end()), digest.offset,
-                        digest.length);
+void requireProven(const PackageVerifier& package) {
+  if (package.IsProven()) return;
+  std::size_t faults = 0;
+  for (const PackageFinding& finding : package.GetFindings()) {
+    if (finding.fault == EPackageFault::NONE) continue;
+    ++faults;
+    std::fprintf(stderr, "ombrel: %s %s\n", finding.name.c_str(), finding.Describe());
   }
-  return {dependency.name.c_str(), std::move(hashes)};
-}
-
-DynamicPlugin makePlugin(const Manifest& manifest) {
-  Repository<Dependency> dependencies;
-  for (const ManifestDependency& dependency : manifest.dependencies) {
-    dependencies.Add(makeDependency(dependency));
-  }
-  return {manifest.name.c_str(), manifest.initialize.c_str(), manifest.create.c_str(),
-          manifest.modelSuffix.c_str(), dependencies};
+  throw ToolError(ExitCode::Package, std::to_string(faults) + " of " +
+                                         std::to_string(package.GetFindings().size()) +
+                                         " files are not as the manifest has them; nothing was "
+                                         "loaded");
 }
 
 std::string describePluginCode(int code) {

@@ -1,14 +1,12 @@
-// From a manifest to a plug-in object.
+// What comes before a plug-in is loaded.
 #pragma once
 
 #include <filesystem>
+#include <memory>
 #include <string>
 
-#include "ombrel/plugin/dependency.h"
-#include "ombrel/plugin/dynamic_plugin.h"
-#include "ombrel/plugin/repository.h"
-
-#include "manifest.h"
+#include "ombrel/plugin/manifest.h"
+#include "ombrel/plugin/package_verifier.h"
 
 namespace OMB::tool {
 
@@ -18,12 +16,13 @@ std::filesystem::path defaultManifest();
 /// Reads the manifest. Throws ToolError.
 Manifest loadManifest(const std::filesystem::path& file);
 
-/// The absolute folder of the plug-in whose manifest was read from `file`, without a separator at
-/// its end.
-std::filesystem::path pluginFolder(const std::filesystem::path& file, const Manifest& manifest);
+/// Looks at the files of the package whose manifest was read from `file`. Nothing is mapped by it.
+std::unique_ptr<PackageVerifier> verifyPackage(const std::filesystem::path& file,
+                                               const Manifest& manifest);
 
-Dependency makeDependency(const ManifestDependency& dependency);
-DynamicPlugin makePlugin(const Manifest& manifest);
+/// Tells what is wrong with the package, a line a file on standard error, and throws ToolError if
+/// anything is.
+void requireProven(const PackageVerifier& package);
 
 /// What a code of the plug-in system means, in words.
 std::string describePluginCode(int code);
