@@ -22,15 +22,20 @@ if(OMBREL_BUILD_BACKEND)
 endif()
 if(TARGET ombrel_tool)
   install(TARGETS ombrel_tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  set(framework lib/$<TARGET_SONAME_FILE_NAME:ombrel>)
+  if(WIN32)
+    set(framework ${CMAKE_INSTALL_BINDIR}/$<TARGET_FILE_NAME:ombrel>)
+  endif()
   # Made again from the installed files, whose run paths differ from those of the build tree.
   install(CODE "
     set(folder \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${OMBREL_INSTALL_PLUGINDIR}\")
     file(REMOVE \"\${folder}/openvino.json\")
     set(libraries ${OMBREL_BACKEND_FILE};${OMBREL_ENGINE_FILES})
     list(TRANSFORM libraries PREPEND \"\${folder}/\")
-    execute_process(COMMAND \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/ombrel\"
+    execute_process(COMMAND ${CMAKE_CROSSCOMPILING_EMULATOR}
+                            \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/$<TARGET_FILE_NAME:ombrel_tool>\"
                             digest \${libraries} --manifest \"\${folder}/openvino.json\"
-                            --outside \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/lib/$<TARGET_SONAME_FILE_NAME:ombrel>\"
+                            --outside \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${framework}\"
                             --file \"\${folder}/plugins.xml\" --closed
                     COMMAND_ERROR_IS_FATAL ANY)")
 endif()

@@ -8,12 +8,8 @@
 
 #include "ombrel/model/backend.h"
 
-#if defined(_WIN32)
-#include "build_constants.h"
-#include "encryptor.h"
-#else
+#include "files.h"
 #include "seal_command.h"
-#endif
 #include "support.h"
 
 namespace OMB::test {
@@ -42,23 +38,10 @@ class BackendTest : public testing::Test {
   /// Seals a pair of any folder into the one named "sealed".
   void seal(const std::string& base) const {
     for (const char* extension : {".xml", ".bin"}) {
-#if defined(_WIN32)
-      const std::string plain = contentsOf(base + extension);
-      ByteVector bytes(plain.begin(), plain.end()), effective = key, out;
-      for (std::size_t i = 0; i < effective.size(); ++i) effective[i] ^= keyMask[i];
-      tool::Encryptor encryptor(effective);
-      const auto add = [&](std::span<const std::byte> part) {
-        for (const std::byte byte : part) out.push_back(static_cast<unsigned char>(byte));
-      };
-      add(encryptor.update(bytes));
-      add(encryptor.finish());
-      folder.write(std::string("sealed") + extension, out);
-#else
       tool::PendingFile out(sealed + extension);
       tool::sealFile(base + extension, out, key);
       out.finish();
       out.commit();
-#endif
     }
   }
 
