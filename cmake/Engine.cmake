@@ -1,19 +1,36 @@
 # The OpenVINO runtime of the wheel, and its files beside the backend. The engine layer links its C interface,
 # openvino::runtime::c; what is compared with the engine called directly links openvino::runtime.
-find_package(OpenVINO REQUIRED CONFIG PATHS ${OMBREL_ENGINE_ROOT}/cmake NO_DEFAULT_PATH)
 include(Pugixml)
 
 # What the backend needs of it at run time: the runtime with its C interface, its reader of networks, its CPU device and the
 # thread pool with what that loads to learn of the machine.
-set(OMBREL_ENGINE_FILES
-  libtbb.so.12
-  libtbbmalloc.so.2
-  libhwloc.so.15
-  libtbbbind_2_5.so.3
-  libopenvino.so.2641
-  libopenvino_c.so.2641
-  libopenvino_ir_frontend.so.2641
-  libopenvino_intel_cpu_plugin.so)
+if(WIN32)
+  set(OMBREL_ENGINE_FILES
+    tbb12.dll
+    tbbmalloc.dll
+    tbbbind_2_5.dll
+    openvino.dll
+    openvino_c.dll
+    openvino_ir_frontend.dll
+    openvino_intel_cpu_plugin.dll)
+  # The wheel's package asks for the compiler that the runtime was built with; the C interface serves any.
+  add_library(openvino::runtime::c SHARED IMPORTED)
+  set_target_properties(openvino::runtime::c PROPERTIES
+    IMPORTED_IMPLIB ${OMBREL_ENGINE_ROOT}/libs/openvino_c.lib
+    IMPORTED_LOCATION ${OMBREL_ENGINE_ROOT}/libs/openvino_c.dll
+    INTERFACE_INCLUDE_DIRECTORIES ${OMBREL_ENGINE_ROOT}/include)
+else()
+  find_package(OpenVINO REQUIRED CONFIG PATHS ${OMBREL_ENGINE_ROOT}/cmake NO_DEFAULT_PATH)
+  set(OMBREL_ENGINE_FILES
+    libtbb.so.12
+    libtbbmalloc.so.2
+    libhwloc.so.15
+    libtbbbind_2_5.so.3
+    libopenvino.so.2641
+    libopenvino_c.so.2641
+    libopenvino_ir_frontend.so.2641
+    libopenvino_intel_cpu_plugin.so)
+endif()
 list(TRANSFORM OMBREL_ENGINE_FILES PREPEND ${OMBREL_ENGINE_ROOT}/libs/ OUTPUT_VARIABLE OMBREL_ENGINE_PATHS)
 foreach(path IN LISTS OMBREL_ENGINE_PATHS)
   if(NOT EXISTS ${path})

@@ -4,6 +4,7 @@ include(CMakePackageConfigHelpers)
 
 set(OMBREL_INSTALL_CMAKEDIR lib/cmake/Ombrel)
 set(OMBREL_INSTALL_PLUGINDIR lib/ombrel)
+set(OMBREL_BACKEND_FILE ${CMAKE_SHARED_MODULE_PREFIX}ombrel_openvino${CMAKE_SHARED_MODULE_SUFFIX})
 
 install(TARGETS ombrel EXPORT OmbrelTargets
         RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
@@ -15,19 +16,26 @@ endif()
 install(DIRECTORY include/ombrel DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
 
 if(OMBREL_BUILD_BACKEND)
-  install(TARGETS ombrel_tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
   install(TARGETS ombrel_openvino LIBRARY DESTINATION ${OMBREL_INSTALL_PLUGINDIR})
   install(FILES ${OMBREL_ENGINE_PATHS} DESTINATION ${OMBREL_INSTALL_PLUGINDIR})
   install(FILES data/plugins.xml DESTINATION ${OMBREL_INSTALL_PLUGINDIR})
+endif()
+if(TARGET ombrel_tool)
+  install(TARGETS ombrel_tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  set(framework lib/$<TARGET_SONAME_FILE_NAME:ombrel>)
+  if(WIN32)
+    set(framework ${CMAKE_INSTALL_BINDIR}/$<TARGET_FILE_NAME:ombrel>)
+  endif()
   # Made again from the installed files, whose run paths differ from those of the build tree.
   install(CODE "
     set(folder \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${OMBREL_INSTALL_PLUGINDIR}\")
     file(REMOVE \"\${folder}/openvino.json\")
-    set(libraries libombrel_openvino.so;${OMBREL_ENGINE_FILES})
+    set(libraries ${OMBREL_BACKEND_FILE};${OMBREL_ENGINE_FILES})
     list(TRANSFORM libraries PREPEND \"\${folder}/\")
-    execute_process(COMMAND \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/ombrel\"
+    execute_process(COMMAND ${CMAKE_CROSSCOMPILING_EMULATOR}
+                            \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/$<TARGET_FILE_NAME:ombrel_tool>\"
                             digest \${libraries} --manifest \"\${folder}/openvino.json\"
-                            --outside \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/lib/$<TARGET_SONAME_FILE_NAME:ombrel>\"
+                            --outside \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${framework}\"
                             --file \"\${folder}/plugins.xml\" --closed
                     COMMAND_ERROR_IS_FATAL ANY)")
 endif()
@@ -39,3 +47,9 @@ configure_package_config_file(cmake/OmbrelConfig.cmake.in ${CMAKE_BINARY_DIR}/Om
 write_basic_package_version_file(${CMAKE_BINARY_DIR}/OmbrelConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${CMAKE_BINARY_DIR}/OmbrelConfig.cmake ${CMAKE_BINARY_DIR}/OmbrelConfigVersion.cmake
         DESTINATION ${OMBREL_INSTALL_CMAKEDIR})
+
+# The same as one archive, by cpack: unpacked anywhere it works, as what is installed does after a move.
+if(WIN32)
+  set(CPACK_GENERATOR ZIP)
+endif()
+include(CPack)

@@ -13,7 +13,7 @@ int main(int, char** arguments) {
   if (!package.IsProven()) return 1;
 
   OMB::PluginManager manager;
-  manager.SetPluginsDirectory(folder.c_str());
+  manager.SetPluginsDirectory(folder.string().c_str());
   OMB::DynamicPlugin plugin = OMB::makePlugin(manifest);
   if (manager.Load(plugin) != OMB::PLUGIN_OK) return 5;
 

@@ -1,7 +1,16 @@
-# Compares what a library exports with a pattern: cmake -DNM= -DLIBRARY= -DPATTERN= -P check_exports.cmake
+# Compares what a library exports with a pattern:
+# cmake -DNM= -DLIBRARY= -DPATTERN= -P check_exports.cmake, with -DOBJDUMP= too for a DLL
 cmake_minimum_required(VERSION 3.25)
-execute_process(COMMAND ${NM} -D --defined-only --format=just-symbols ${LIBRARY}
-                OUTPUT_VARIABLE symbols COMMAND_ERROR_IS_FATAL ANY)
+if(OBJDUMP)
+  execute_process(COMMAND ${OBJDUMP} -p ${LIBRARY} OUTPUT_VARIABLE headers COMMAND_ERROR_IS_FATAL ANY)
+  # Names in brackets stand in other tables, too.
+  string(REGEX REPLACE "^.*\n.Ordinal/Name Pointer. Table[^\n]*\n" "" names "${headers}")
+  string(REGEX REPLACE "\n\n.*$" "" names "${names}")
+  string(REGEX REPLACE "\t[^\n]*] " "" symbols "${names}")
+else()
+  execute_process(COMMAND ${NM} -D --defined-only --format=just-symbols ${LIBRARY}
+                  OUTPUT_VARIABLE symbols COMMAND_ERROR_IS_FATAL ANY)
+endif()
 string(REGEX REPLACE "\n$" "" symbols "${symbols}")
 string(REPLACE "\n" ";" symbols "${symbols}")
 set(stray ${symbols})

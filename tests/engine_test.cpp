@@ -166,7 +166,9 @@ TEST_F(Engine, RefusesOnOneLine) {
   for (const std::string& text :
        {whole.substr(0, 200), unknown, std::string("<net"), odd.text(), std::string("<net/>")}) {
     const std::string error = refusal(pair("refused", text)).error;
-    EXPECT_THAT(error, testing::MatchesRegex("[^\n\r\t\x1b]+[^ \n]\n"));
+    EXPECT_EQ(error.find_first_of("\n\r\t\x1b"), error.size() - 1) << error;
+    EXPECT_THAT(error, testing::AllOf(testing::SizeIs(testing::Gt(1u)),
+                                      testing::Not(testing::EndsWith(" \n"))));
   }
   EXPECT_THAT(refusal(pair("refused", unknown)).error,
               testing::AllOf(testing::HasSubstr("Exception from "), testing::HasSubstr("Odd")));
@@ -215,8 +217,8 @@ TEST_F(Engine, FailuresThatDependOnTheDataAreSeenWithAnyNumberOfThreads) {
 
 class Planted : public Engine {
  protected:
-  Planted() { setenv("OMBREL_TEST_TRAP", trace.c_str(), 1); }
-  ~Planted() override { unsetenv("OMBREL_TEST_TRAP"); }
+  Planted() { test::setVariable("OMBREL_TEST_TRAP", trace.c_str()); }
+  ~Planted() override { test::setVariable("OMBREL_TEST_TRAP", nullptr); }
 
   void plant(const std::filesystem::path& file) const {
     std::filesystem::create_directories(file.parent_path());
@@ -230,8 +232,8 @@ class Planted : public Engine {
 
   const std::string trace = folder / "trace";
   const std::string base = pair("model", doublingNetwork("1,3"));
-  const std::string cpuPlugin = "libopenvino_intel_cpu_plugin" SUFFIX;
-  const std::string batchPlugin = "libopenvino_auto_batch_plugin" SUFFIX;
+  const std::string cpuPlugin = ENGINE_PREFIX "openvino_intel_cpu_plugin" SUFFIX;
+  const std::string batchPlugin = ENGINE_PREFIX "openvino_auto_batch_plugin" SUFFIX;
 };
 
 TEST_F(Planted, LibrariesOfTheListAreNotOpened) {
@@ -267,7 +269,8 @@ TEST_F(Planted, LibrariesOfTheListAreNotOpened) {
 TEST_F(Planted, LibrariesOfTheRuntimeMayBeListed) {
   for (const auto& [device, library] : {std::pair{"CPU", cpuPlugin}, {"BATCH", batchPlugin}}) {
     list(device, library);
-    for (const bool beside : {false, true}) {
+    // Wine has no links of its own, and takes one file on two drives for two.
+    for (const bool beside : {false, !test::kOnWindows}) {
       if (beside) {
         std::filesystem::create_symlink(OMBREL_ENGINE_LIBRARIES "/" + library,
                                         folder.path() / library);
@@ -283,8 +286,9 @@ TEST_F(Planted, PluginOfTheCpuComesFromBesideTheRuntime) {
   const std::filesystem::path before = std::filesystem::current_path(),
                               here = folder.path() / "cwd";
   for (const std::string& folderOfAny : {std::string("cwd/"), std::string()}) {
-    for (const char* name : {"libopenvino_intel_cpu_plugin" SUFFIX, "openvino_intel_cpu_plugin",
-                             "libMKLDNNPlugin" SUFFIX, "MKLDNNPlugin", "libCPU" SUFFIX, "CPU"}) {
+    for (const char* name :
+         {ENGINE_PREFIX "openvino_intel_cpu_plugin" SUFFIX, "openvino_intel_cpu_plugin",
+          "libMKLDNNPlugin" SUFFIX, "MKLDNNPlugin", "libCPU" SUFFIX, "CPU"}) {
       plant(folder.path() / (folderOfAny + name));
     }
   }

@@ -5,19 +5,28 @@
 #include <malloc.h>
 #include <new>
 #include <stdexcept>
-#include <sys/mman.h>
+#include <system_error>
 #include <utility>
 
 #include <gtest/gtest.h>
+
+#if defined(_WIN32)
+#define malloc_usable_size _msize
+#define PER_THREAD  // which would allocate, and there is one thread only
+#else
+#include <sys/mman.h>
+
 #include <openssl/crypto.h>
+#define PER_THREAD thread_local
+#endif
 
 namespace {
 
 using OMB::test::secret;
 using OMB::test::toldSecrets;
 
-thread_local int untilFailure = 0;  // 0: nothing fails; -1: it has failed
-thread_local int spared = 0;
+PER_THREAD int untilFailure = 0;  // 0: nothing fails; -1: it has failed
+PER_THREAD int spared = 0;
 std::atomic<long> liveBlocks{0};
 
 bool fails() {
@@ -59,6 +68,7 @@ int failEachAllocation(const std::function<void()>& road, const std::function<vo
       road();
     } catch (const std::bad_alloc&) {
     } catch (const std::length_error&) {
+    } catch (const std::system_error&) {  // of a lock, which allocates on Windows
     }
     const bool failed = std::exchange(untilFailure, 0) < 0;
     after();
@@ -73,7 +83,6 @@ extern "C" {
 void* __real_malloc(std::size_t size);
 void* __real_calloc(std::size_t count, std::size_t size);
 void __real_free(void* block);
-void* __real_mmap(void* address, std::size_t size, int protection, int flags, int file, off_t at);
 
 void* __wrap_malloc(std::size_t size) {
   return fails() ? nullptr : counted(__real_malloc(size));
@@ -86,9 +95,12 @@ void __wrap_free(void* block) {
   lookAt(block);
   __real_free(block);
 }
+#if !defined(_WIN32)
+void* __real_mmap(void* address, std::size_t size, int protection, int flags, int file, off_t at);
 void* __wrap_mmap(void* address, std::size_t size, int protection, int flags, int file, off_t at) {
   return fails() ? MAP_FAILED : __real_mmap(address, size, protection, flags, file, at);
 }
+#endif
 }
 
 // Not inlined, where the compiler would take the pair for a mismatch.
@@ -106,6 +118,7 @@ void* __wrap_mmap(void* address, std::size_t size, int protection, int flags, in
   std::free(block);
 }
 
+#if !defined(_WIN32)
 namespace {
 
 // Libcrypto's blocks fail as well, but are not counted: it keeps the texts of its errors.
@@ -117,3 +130,4 @@ namespace {
     [](void* block, const char*, int) { __real_free(block); });
 
 }  // namespace
+#endif

@@ -1,16 +1,36 @@
 # Installs the build, builds a host outside the tree from the package alone, and runs it:
-# cmake -DBUILD= -DSOURCE= -DWORK= -DCOMPILER= -P package_test.cmake
+# cmake -DBUILD= -DSOURCE= -DWORK= -DCOMPILER= -P package_test.cmake, for Windows with the archive in place of the
+# installation, and -DTOOLCHAIN= -DEMULATOR= too
 cmake_minimum_required(VERSION 3.25)
 function(run)
   execute_process(COMMAND ${ARGN} COMMAND_ERROR_IS_FATAL ANY)
 endfunction()
 
 file(REMOVE_RECURSE ${WORK})
-run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${WORK}/installed)
-# A package that still needs its build tree would find nothing after a move.
-file(RENAME ${WORK}/installed ${WORK}/moved)
-run(${CMAKE_COMMAND} -S ${SOURCE} -B ${WORK}/host -G Ninja -DCMAKE_CXX_COMPILER=${COMPILER}
-    -DCMAKE_PREFIX_PATH=${WORK}/moved)
+if(TOOLCHAIN)
+  file(MAKE_DIRECTORY ${WORK})
+  run(${CMAKE_CPACK_COMMAND} -G ZIP --config ${BUILD}/CPackConfig.cmake -B ${WORK})
+  file(GLOB archive ${WORK}/*.zip)
+  file(ARCHIVE_EXTRACT INPUT ${archive} DESTINATION ${WORK}/unpacked)
+  file(GLOB folder ${WORK}/unpacked/*)
+  file(RENAME ${folder} ${WORK}/moved)
+  # The toolchain looks for packages in its own folder only.
+  set(options -DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN} -DOmbrel_DIR=${WORK}/moved/lib/cmake/Ombrel)
+else()
+  run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${WORK}/installed)
+  # A package that still needs its build tree would find nothing after a move.
+  file(RENAME ${WORK}/installed ${WORK}/moved)
+  set(options -DCMAKE_CXX_COMPILER=${COMPILER})
+endif()
+run(${CMAKE_COMMAND} -S ${SOURCE} -B ${WORK}/host -G Ninja ${options} -DCMAKE_PREFIX_PATH=${WORK}/moved)
 run(${CMAKE_COMMAND} --build ${WORK}/host)
-run(${WORK}/host/host ${SOURCE}/doubling)
-run(${WORK}/moved/bin/ombrel check)
+if(TOOLCHAIN)  # Windows looks for libraries beside the program
+  file(COPY ${WORK}/host/host.exe DESTINATION ${WORK}/moved/bin)
+  run(${EMULATOR} ${WORK}/moved/bin/host.exe ${SOURCE}/doubling)
+  if(EXISTS ${WORK}/moved/bin/ombrel.exe)
+    run(${EMULATOR} ${WORK}/moved/bin/ombrel.exe check)
+  endif()
+else()
+  run(${WORK}/host/host ${SOURCE}/doubling)
+  run(${WORK}/moved/bin/ombrel check)
+endif()

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -15,6 +16,12 @@
 
 namespace OMB::test {
 
+#if defined(_WIN32)
+inline constexpr bool kOnWindows = true;
+#else
+inline constexpr bool kOnWindows = false;
+#endif
+
 /// Paths from and to UTF-8, which narrow paths are not on every system.
 inline std::filesystem::path pathOf(std::string_view utf8) {
   return std::u8string(utf8.begin(), utf8.end());
@@ -22,6 +29,15 @@ inline std::filesystem::path pathOf(std::string_view utf8) {
 inline std::string utf8Of(const std::filesystem::path& path) {
   const std::u8string text = path.u8string();
   return {text.begin(), text.end()};
+}
+
+/// Puts a variable into the environment, or takes it out where there is no value.
+inline void setVariable(const char* name, const char* value) {
+#if defined(_WIN32)
+  _putenv((std::string(name) + "=" + (value == nullptr ? "" : value)).c_str());
+#else
+  value == nullptr ? unsetenv(name) : setenv(name, value, 1);
+#endif
 }
 
 /// A folder of its own, removed with all that is in it.

@@ -1,7 +1,6 @@
 // A file of the system's, open.
 #pragma once
 
-#include <fcntl.h>
 #include <unistd.h>
 #include <utility>
 
@@ -15,10 +14,8 @@ class Descriptor {
   Descriptor(const Descriptor&) = delete;
   Descriptor& operator=(const Descriptor&) = delete;
 
-  /// Opens a file to write to, with what `flags` add. Only where nothing is held yet.
-  void create(const char* place, int flags, mode_t rights) {
-    number = ::open(place, O_WRONLY | O_CREAT | O_CLOEXEC | flags, rights);
-  }
+  /// Takes a file over. Only where nothing is held yet.
+  void hold(int opened) { number = opened; }
 
   explicit operator bool() const { return number >= 0; }
   int get() const { return number; }

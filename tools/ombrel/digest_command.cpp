@@ -11,6 +11,7 @@
 
 #include "files.h"
 #include "plugin_setup.h"
+#include "system_calls.h"
 #include "tool_error.h"
 
 namespace OMB::tool {
@@ -83,7 +84,7 @@ void printDigests(const DigestOptions& options) {
   for (const std::filesystem::path& library : options.libraries) {
     const ManifestDigest digest = digestFile(library, options.range);
     std::printf("%s  %u:%u  %s\n", Utility::encodeHex(digest.sha256).c_str(), digest.offset,
-                digest.length, library.c_str());
+                digest.length, library.string().c_str());
   }
 }
 
@@ -105,17 +106,18 @@ void writeManifest(const DigestOptions& options) {
   for (const std::filesystem::path& library : options.libraries) {
     addDigest(manifest, fileName(library), digestFile(library, options.range), {});
   }
-  const std::filesystem::path folder = pluginFolder(options.manifest.string(), manifest);
+  const std::filesystem::path folder = pathOf(pluginFolder(options.manifest.string(), manifest));
   for (const std::filesystem::path& library : options.outside) {
     const auto place = std::filesystem::absolute(library).lexically_proximate(folder);
-    addDigest(manifest, fileName(library), digestFile(library, {}), place.string());
+    addDigest(manifest, fileName(library), digestFile(library, {}), place.generic_string());
   }
   for (const std::filesystem::path& file : options.files) addFile(manifest, file);
   manifest.closed = manifest.closed || options.closed;
   PendingFile file(options.manifest);
   file.write(checkedText(manifest));
   file.commit();
-  std::printf("%s: %zu libraries\n", options.manifest.c_str(), manifest.dependencies.size());
+  std::printf("%s: %zu libraries\n", options.manifest.string().c_str(),
+              manifest.dependencies.size());
 }
 
 }  // namespace

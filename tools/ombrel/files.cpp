@@ -1,16 +1,16 @@
 #include "files.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
-#include <fcntl.h>
 #include <random>
 #include <system_error>
 #include <unistd.h>
 
 #include "ombrel/platform/file_utils.h"
 
+#include "system_calls.h"
 #include "tool_error.h"
 
 namespace OMB::tool {
@@ -37,6 +37,9 @@ std::filesystem::path temporaryName(const std::filesystem::path& target) {
   return name;
 }
 
+// What every system writes in one call.
+constexpr std::size_t kMostAtOnce = std::size_t{1} << 30;
+
 }  // namespace
 
 std::string readTextFile(const std::filesystem::path& file) {
@@ -47,34 +50,27 @@ std::string readTextFile(const std::filesystem::path& file) {
   return text;
 }
 
-void syncFolderOf(const std::filesystem::path& file) {
-  const std::filesystem::path folder = file.has_parent_path() ? file.parent_path() : ".";
-  const Descriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (opened) (void)fsync(opened.get());  // the files themselves are safe by now
-}
-
 PendingFile::PendingFile(const std::filesystem::path& place)
     : target(withoutLink(place)), temporary(temporaryName(target)) {
   // Renaming onto a folder would fail only after all the work.
   std::error_code none;
   if (std::filesystem::is_directory(target, none)) fail("it is a folder");
   if (!temporary.empty()) unfinished.emplace(temporary.c_str());
-  if (temporary.empty()) {
-    file.create(target.c_str(), O_TRUNC, 0666);
-  } else {
-    file.create(temporary.c_str(), O_EXCL, 0666);
-  }
+  file.hold(temporary.empty() ? openToWrite(target, Existing::Emptied, Readers::Any)
+                              : openToWrite(temporary, Existing::Refused, Readers::Any));
   if (!file) fail("its folder does not take a new file");
 }
 
 PendingFile::~PendingFile() {
   (void)file.close();
-  if (!temporary.empty()) (void)unlink(temporary.c_str());
+  std::error_code ignored;
+  if (!temporary.empty()) std::filesystem::remove(temporary, ignored);
 }
 
 void PendingFile::write(std::span<const std::byte> bytes) {
   while (!bytes.empty()) {
-    const ssize_t done = ::write(file.get(), bytes.data(), bytes.size());
+    const auto done = ::write(file.get(), bytes.data(),
+                              static_cast<unsigned int>(std::min(bytes.size(), kMostAtOnce)));
     if (done < 0 && errno == EINTR) continue;
     if (done < 0) fail(std::strerror(errno));
     bytes = bytes.subspan(static_cast<std::size_t>(done));
@@ -83,15 +79,14 @@ void PendingFile::write(std::span<const std::byte> bytes) {
 
 void PendingFile::finish() {
   if (!file) return;
-  const bool safe = temporary.empty() || fsync(file.get()) == 0;
+  const bool safe = temporary.empty() || sync(file.get());
   if (!file.close() || !safe) fail("the disk does not take it");
 }
 
 void PendingFile::commit() {
   finish();
   if (temporary.empty()) return;
-  // Not std::filesystem's: what is called, and when, is what the test looks at.
-  if (std::rename(temporary.c_str(), target.c_str()) != 0) fail(std::strerror(errno));
+  if (!moveOver(temporary, target)) fail(std::strerror(errno));
   temporary.clear();
   unfinished.reset();
   syncFolderOf(target);

@@ -15,10 +15,6 @@ namespace OMB::tool {
 /// Everything that the file holds. Throws ToolError if it cannot be opened.
 std::string readTextFile(const std::filesystem::path& file);
 
-/// Makes names that were given or taken in the file's folder last through a power failure, as far
-/// as the file system can.
-void syncFolderOf(const std::filesystem::path& file);
-
 /// A file in the making. It is written beside its place under a name of its own and gets its name
 /// at the end, when its bytes are on the disk, so a run that fails or is ended by a signal leaves
 /// nothing behind and destroys nothing. A device or a pipe is written to as it is. Every failure is

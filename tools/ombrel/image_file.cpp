@@ -79,7 +79,7 @@ Image readImage(const std::filesystem::path& file) {
   ImageSize size;
   int fileChannels = 0;
   const std::unique_ptr<stbi_uc, void (*)(void*)> samples(
-      stbi_load(file.c_str(), &size.width, &size.height, &fileChannels, imageChannels),
+      stbi_load(file.string().c_str(), &size.width, &size.height, &fileChannels, imageChannels),
       stbi_image_free);
   if (!samples) {
     throw ToolError(ExitCode::Image,

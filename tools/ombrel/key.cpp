@@ -4,17 +4,14 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
-
-#include <openssl/crypto.h>
 
 #include "ombrel/platform/hex.h"
 
 #include "descriptor.h"
 #include "process_memory.h"
+#include "system_calls.h"
 #include "tool_error.h"
 
 namespace OMB::tool {
@@ -31,11 +28,8 @@ char* digitsAt(std::span<char*> arguments, std::size_t at) {
   return arguments[at] + kOption.size() + 1;
 }
 
-/// As ssh does: a file of somebody else's is that one's affair, and a pipe has no readers to come.
 void requirePrivate(const Descriptor& file, const std::string& name) {
-  struct stat status;
-  if (fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return;
-  if (status.st_uid != getuid() || (status.st_mode & (S_IRWXG | S_IRWXO)) == 0) return;
+  if (!isOpenToOthers(file.get())) return;
   throw ToolError(ExitCode::BadKey,
                   "others may read the key in " + name + "; take that away with chmod 600 " + name);
 }
@@ -46,7 +40,8 @@ std::size_t readAll(const Descriptor& file, std::span<unsigned char> buffer,
                     const std::string& name) {
   std::size_t done = 0;
   while (done < buffer.size()) {
-    const ssize_t got = read(file.get(), buffer.data() + done, buffer.size() - done);
+    const auto got =
+        read(file.get(), buffer.data() + done, static_cast<unsigned int>(buffer.size() - done));
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) throw ToolError(ExitCode::File, "cannot read the key from " + name);
     if (got == 0) break;
@@ -58,8 +53,7 @@ std::size_t readAll(const Descriptor& file, std::span<unsigned char> buffer,
 ByteVector readKeyFile(const std::filesystem::path& place) {
   const bool standardInput = place == "-";
   const std::string name = standardInput ? "standard input" : place.string();
-  const Descriptor file(standardInput ? dup(STDIN_FILENO)
-                                      : open(place.c_str(), O_RDONLY | O_CLOEXEC));
+  const Descriptor file(standardInput ? dup(STDIN_FILENO) : openToRead(place));
   if (!file) throw ToolError(ExitCode::File, "cannot open the key in " + name);
   if (!standardInput) requirePrivate(file, name);
   ByteVector text(kKeyDigits + 3);  // the end of a line, and one character to tell a longer one by
@@ -76,8 +70,8 @@ ByteVector takeVariable(const std::string& name) {
   }
   const std::size_t length = std::strlen(digits);
   ByteVector key = parseKey({digits, length});
-  OPENSSL_cleanse(digits, length);  // what the system shows of a process is this memory
-  unsetenv(name.c_str());
+  wipe(digits, length);  // what the system shows of a process is this memory
+  removeVariable(name.c_str());
   return key;
 }
 
@@ -97,7 +91,7 @@ ByteVector takeKey(std::span<char*> arguments) {
     keepMemoryPrivate();
     const std::size_t length = std::strlen(digits);
     key = parseKey({digits, length});
-    OPENSSL_cleanse(digits, length);
+    wipe(digits, length);
     std::memset(digits, '*', length);
   }
   return key;

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
 #include <functional>
 #include <map>
 #include <span>
@@ -9,8 +10,17 @@
 #include <string_view>
 #include <utility>
 
+// As the parser takes every other text: by default it would make a path of the system's own bytes.
+namespace CLI::detail {
+inline bool lexical_cast(const std::string& text, std::filesystem::path& path) {
+  path = std::u8string(text.begin(), text.end());
+  return true;
+}
+}  // namespace CLI::detail
+
 #include <CLI/CLI.hpp>
 
+#include "arguments.h"
 #include "bench_command.h"
 #include "check_command.h"
 #include "digest_command.h"
@@ -206,6 +216,7 @@ Command addCheck(CLI::App& app, std::filesystem::path& manifest, KeySource&) {
 class CommandLine {
  public:
   CommandLine() {
+    app.allow_windows_style_options(false);  // a slash begins a path
     app.require_subcommand(1);
     app.footer(exitCodeTable());
     app.set_version_flag("--version", "ombrel " OMBREL_VERSION);
@@ -262,11 +273,11 @@ ExitCode fail(ExitCode code, const std::string& message) {
   return code;
 }
 
-ExitCode runCommandLine(int count, char** arguments) {
+ExitCode runCommandLine(std::span<char*> words) {
   CommandLine commandLine;
   try {
-    commandLine.setKey(takeKey({arguments, static_cast<std::size_t>(count)}));
-    return commandLine.run(count, arguments);
+    commandLine.setKey(takeKey(words));
+    return commandLine.run(static_cast<int>(words.size()), words.data());
   } catch (const CLI::Success& request) {
     commandLine.show(request);
     return ExitCode::Success;
@@ -283,7 +294,8 @@ ExitCode runCommandLine(int count, char** arguments) {
 int main(int count, char** arguments) {
   using namespace OMB::tool;
   try {
-    return static_cast<int>(runCommandLine(count, arguments));
+    Arguments words(count, arguments);
+    return static_cast<int>(runCommandLine(words.get()));
   } catch (const std::exception& error) {
     return static_cast<int>(fail(ExitCode::Failure, error.what()));
   }

@@ -9,6 +9,7 @@
 #include "ombrel/platform/file_utils.h"
 #include "ombrel/plugin/return_codes.h"
 
+#include "system_calls.h"
 #include "tool_error.h"
 
 namespace OMB::tool {
@@ -48,14 +49,14 @@ ModelSession::ModelSession(ModelOptions& options)
 ModelSession::ModelSession(ModelOptions& options, const Manifest& manifest)
     : package(verifyPackage(options.manifest, manifest)), plugin(makePlugin(manifest)) {
   requireProven(*package);
-  const std::filesystem::path folder = pluginFolder(options.manifest.string(), manifest);
+  const std::filesystem::path folder = pathOf(pluginFolder(options.manifest.string(), manifest));
   const Config config = makeConfig(options, folder);
   loadModel(loadPlugin(folder), options, config);
 }
 
 CreateFunction ModelSession::loadPlugin(const std::filesystem::path& folder) {
   const std::string what = std::string("plug-in ") + plugin.GetName() + " from " + folder.string();
-  manager.SetPluginsDirectory(folder.c_str());
+  manager.SetPluginsDirectory(folder.string().c_str());
   const int code = manager.Load(plugin);
   if (code != PLUGIN_OK) {
     throw ToolError(ExitCode::Plugin, "cannot load " + what + ": code " + std::to_string(code) +

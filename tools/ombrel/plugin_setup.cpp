@@ -6,12 +6,13 @@
 
 #include "ombrel/plugin/return_codes.h"
 
+#include "system_calls.h"
 #include "tool_error.h"
 
 namespace OMB::tool {
 
 std::filesystem::path defaultManifest() {
-  const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe");
+  const std::filesystem::path program = programFile();
   return (program.parent_path() / "../lib/ombrel/openvino.json").lexically_normal();
 }
 
@@ -29,7 +30,7 @@ std::unique_ptr<PackageVerifier> verifyPackage(const std::filesystem::path& file
                                                const Manifest& manifest) {
   const std::string folder = pluginFolder(file.string(), manifest);
   std::vector<std::string> besides;
-  if (std::filesystem::absolute(file).lexically_normal().parent_path() == folder) {
+  if (std::filesystem::absolute(file).lexically_normal().parent_path() == pathOf(folder)) {
     besides.push_back(file.filename().string());
   }
   return std::make_unique<PackageVerifier>(folder, manifest, besides);

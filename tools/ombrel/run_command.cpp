@@ -42,7 +42,7 @@ Labels readLabels(const std::filesystem::path& file) {
 void compareCounts(const RunOptions& options, const Labels& labels, std::size_t outputs) {
   if (options.labels.empty() || labels.size() == outputs) return;
   std::fprintf(stderr, "ombrel: note: %s has %zu labels, the network puts out %zu values\n",
-               options.labels.c_str(), labels.size(), outputs);
+               options.labels.string().c_str(), labels.size(), outputs);
 }
 
 std::string labelOf(const Labels& labels, std::size_t index) {
@@ -106,7 +106,7 @@ ExitCode runCommand(RunOptions& options) {
     const auto start = std::chrono::steady_clock::now();
     const std::span<const float> output = runOnce(*runner, input, session.outputSize());
     const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - start;
-    std::printf("%s  %.2f ms\n", options.images[i].c_str(), time.count());
+    std::printf("%s  %.2f ms\n", options.images[i].string().c_str(), time.count());
     if (classes) printBest(output, labels, options.top.value_or(5));
     if (raw) raw->write(std::as_bytes(output));
   }

@@ -6,17 +6,16 @@
 #include <cstdio>
 #include <fstream>
 #include <limits>
-#include <memory>
 #include <span>
 #include <system_error>
-
-#include <openssl/evp.h>
 
 #include "ombrel/platform/crypto.h"
 #include "ombrel/platform/file_utils.h"
 
 #include "build_constants.h"
+#include "encryptor.h"
 #include "key.h"
+#include "system_calls.h"
 #include "tool_error.h"
 
 namespace OMB::tool {
@@ -24,40 +23,6 @@ namespace {
 
 constexpr std::int64_t blockBytes = 16;
 constexpr std::size_t chunkBytes = std::size_t{1} << 20;
-
-/// AES-128 in CBC mode, with 1 to 16 trailing bytes that each hold their count.
-class Encryptor {
- public:
-  explicit Encryptor(const ByteVector& key) : context(EVP_CIPHER_CTX_new(), EVP_CIPHER_CTX_free) {
-    require(context &&
-            EVP_EncryptInit_ex(context.get(), EVP_aes_128_cbc(), nullptr, key.data(), modelIv));
-  }
-
-  std::span<const std::byte> update(std::span<const unsigned char> plain) {
-    int length = 0;
-    require(EVP_EncryptUpdate(context.get(), sealed.data(), &length, plain.data(),
-                              static_cast<int>(plain.size())));
-    return written(length);
-  }
-
-  std::span<const std::byte> finish() {
-    int length = 0;
-    require(EVP_EncryptFinal_ex(context.get(), sealed.data(), &length));
-    return written(length);
-  }
-
- private:
-  static void require(bool done) {
-    if (!done) throw ToolError(ExitCode::Failure, "the cryptography library refuses AES-128-CBC");
-  }
-
-  std::span<const std::byte> written(int length) const {
-    return std::as_bytes(std::span(sealed)).first(static_cast<std::size_t>(length));
-  }
-
-  std::unique_ptr<EVP_CIPHER_CTX, void (*)(EVP_CIPHER_CTX*)> context;  // wipes itself
-  std::vector<unsigned char> sealed = std::vector<unsigned char>(chunkBytes + blockBytes);
-};
 
 std::string missing(const std::filesystem::path& file) {
   return "cannot open " + file.string();
@@ -101,10 +66,10 @@ void sealFile(const std::filesystem::path& in, PendingFile& out, const ByteVecto
 }
 
 ExitCode sealCommand(SealOptions& options) {
-  const std::array<std::filesystem::path, 2> in = {options.inBase + ".xml",
-                                                   options.inBase + ".bin"};
-  const std::array<std::filesystem::path, 2> out = {options.outBase + ".xml",
-                                                    options.outBase + ".bin"};
+  const std::array<std::filesystem::path, 2> in = {pathOf(options.inBase + ".xml"),
+                                                   pathOf(options.inBase + ".bin")};
+  const std::array<std::filesystem::path, 2> out = {pathOf(options.outBase + ".xml"),
+                                                    pathOf(options.outBase + ".bin")};
   for (const auto& input : in) {
     for (const auto& output : out) requireDistinct(input, output);
     requireLength(input, Utility::fileSize(input.string()));
@@ -116,7 +81,7 @@ ExitCode sealCommand(SealOptions& options) {
   options.key.clear();
   commitPair(weights, text);
   for (std::size_t i = 0; i < in.size(); ++i) {
-    std::printf("%s -> %s  %lld bytes\n", in[i].c_str(), out[i].c_str(),
+    std::printf("%s -> %s  %lld bytes\n", in[i].string().c_str(), out[i].string().c_str(),
                 static_cast<long long>(Utility::fileSize(out[i].string())));
   }
   return ExitCode::Success;

@@ -3,6 +3,7 @@
 #define STBI_ONLY_JPEG
 #define STBI_ONLY_PNM
 #define STBI_FAILURE_USERMSG
+#define STBI_WINDOWS_UTF8
 #define STBI_MAX_DIMENSIONS (1 << 15)
 #define STB_IMAGE_IMPLEMENTATION
 #include <stb/stb_image.h>

@@ -1,17 +1,19 @@
 // Files that must not outlive the program unless they are finished.
 #pragma once
 
-#include <csignal>
 #include <cstddef>
+#include <filesystem>
+#include <memory>
 
 namespace OMB::tool {
 
-/// While one of these lives, a signal that the user ends the program with (SIGINT, SIGTERM, SIGHUP)
-/// removes the file of that name before it ends the program. One that was ignored stays so.
+/// While one of these lives, a signal that the user ends the program with (SIGINT, SIGTERM, SIGHUP;
+/// on Windows a key of the console, or its end) removes the file of that name before it ends the
+/// program. One that was ignored stays so.
 class UnfinishedFile {
  public:
   /// `name` outlives the object. Throws ToolError if there are too many.
-  explicit UnfinishedFile(const char* name);
+  explicit UnfinishedFile(const std::filesystem::path::value_type* name);
   ~UnfinishedFile();
   UnfinishedFile(const UnfinishedFile&) = delete;
   UnfinishedFile& operator=(const UnfinishedFile&) = delete;
@@ -29,7 +31,8 @@ class SignalsHeld {
   SignalsHeld& operator=(const SignalsHeld&) = delete;
 
  private:
-  sigset_t before;
+  struct Parts;
+  std::unique_ptr<Parts> parts;
 };
 
 }  // namespace OMB::tool

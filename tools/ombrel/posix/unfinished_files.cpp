@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <csignal>
 #include <unistd.h>
 
 #include "tool_error.h"
@@ -51,15 +52,19 @@ UnfinishedFile::~UnfinishedFile() {
   names[slot] = nullptr;
 }
 
-SignalsHeld::SignalsHeld() {
+struct SignalsHeld::Parts {
+  sigset_t before;
+};
+
+SignalsHeld::SignalsHeld() : parts(std::make_unique<Parts>()) {
   sigset_t ending;
   sigemptyset(&ending);
   for (const int signal : kEndingSignals) sigaddset(&ending, signal);
-  (void)pthread_sigmask(SIG_BLOCK, &ending, &before);
+  (void)pthread_sigmask(SIG_BLOCK, &ending, &parts->before);
 }
 
 SignalsHeld::~SignalsHeld() {
-  (void)pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  (void)pthread_sigmask(SIG_SETMASK, &parts->before, nullptr);
 }
 
 }  // namespace OMB::tool
