@@ -2,6 +2,12 @@
 # openvino::runtime::c; what is compared with the engine called directly links openvino::runtime.
 include(Pugixml)
 
+if(CMAKE_SYSTEM_PROCESSOR STREQUAL "aarch64")
+  set(OMBREL_CPU_PLUGIN openvino_arm_cpu_plugin)
+else()
+  set(OMBREL_CPU_PLUGIN openvino_intel_cpu_plugin)
+endif()
+
 # What the backend needs of it at run time: the runtime with its C interface, its reader of networks, its CPU device and the
 # thread pool with what that loads to learn of the machine.
 if(WIN32)
@@ -12,7 +18,7 @@ if(WIN32)
     openvino.dll
     openvino_c.dll
     openvino_ir_frontend.dll
-    openvino_intel_cpu_plugin.dll)
+    ${OMBREL_CPU_PLUGIN}.dll)
   # The wheel's package asks for the compiler that the runtime was built with; the C interface serves any.
   add_library(openvino::runtime::c SHARED IMPORTED)
   set_target_properties(openvino::runtime::c PROPERTIES
@@ -29,7 +35,7 @@ else()
     libopenvino.so.2641
     libopenvino_c.so.2641
     libopenvino_ir_frontend.so.2641
-    libopenvino_intel_cpu_plugin.so)
+    lib${OMBREL_CPU_PLUGIN}.so)
 endif()
 list(TRANSFORM OMBREL_ENGINE_FILES PREPEND ${OMBREL_ENGINE_ROOT}/libs/ OUTPUT_VARIABLE OMBREL_ENGINE_PATHS)
 foreach(path IN LISTS OMBREL_ENGINE_PATHS)

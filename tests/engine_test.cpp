@@ -232,7 +232,7 @@ class Planted : public Engine {
 
   const std::string trace = folder / "trace";
   const std::string base = pair("model", doublingNetwork("1,3"));
-  const std::string cpuPlugin = ENGINE_PREFIX "openvino_intel_cpu_plugin" SUFFIX;
+  const std::string cpuPlugin = ENGINE_PREFIX OMBREL_CPU_PLUGIN SUFFIX;
   const std::string batchPlugin = ENGINE_PREFIX "openvino_auto_batch_plugin" SUFFIX;
 };
 
@@ -287,7 +287,7 @@ TEST_F(Planted, PluginOfTheCpuComesFromBesideTheRuntime) {
                               here = folder.path() / "cwd";
   for (const std::string& folderOfAny : {std::string("cwd/"), std::string()}) {
     for (const char* name :
-         {ENGINE_PREFIX "openvino_intel_cpu_plugin" SUFFIX, "openvino_intel_cpu_plugin",
+         {ENGINE_PREFIX OMBREL_CPU_PLUGIN SUFFIX, OMBREL_CPU_PLUGIN,
           "libMKLDNNPlugin" SUFFIX, "MKLDNNPlugin", "libCPU" SUFFIX, "CPU"}) {
       plant(folder.path() / (folderOfAny + name));
     }

@@ -18,7 +18,8 @@ namespace OMB::ImageUtils::HWY_NAMESPACE {
 
 using Byte = unsigned char;
 
-#if HWY_TARGET == HWY_SSE4 || HWY_TARGET == HWY_AVX2 || HWY_TARGET == HWY_AVX3
+#if HWY_TARGET == HWY_SSE4 || HWY_TARGET == HWY_AVX2 || HWY_TARGET == HWY_AVX3 || \
+    HWY_TARGET == HWY_NEON
 
 namespace hn = hwy::HWY_NAMESPACE;
 
@@ -128,15 +129,18 @@ HWY_INLINE FloatVec scale(IntVec samples) {
   return hn::Mul(hn::ConvertTo(Floats(), samples), hn::Set(Floats(), kByteToFloat));
 }
 
-/// Products truncated toward zero. NaN and what is out of range give the lowest integer, whose low
-/// 8 bits are 0 as they must be; hn::ConvertTo would saturate to the highest one, and they would
-/// not.
+/// Products truncated toward zero. NaN and what is out of range have to give an integer whose low 8
+/// bits are 0. That of x86 does; hn::ConvertTo would saturate to the highest one there, as NEON
+/// does.
 HWY_INLINE IntVec truncate(FloatVec samples) {
   const FloatVec product = hn::Mul(samples, hn::Set(Floats(), kFloatToByte));
 #if HWY_TARGET == HWY_SSE4
   return IntVec{_mm_cvttps_epi32(product.raw)};
 #elif HWY_TARGET == HWY_AVX2
   return IntVec{_mm256_cvttps_epi32(product.raw)};
+#elif HWY_TARGET == HWY_NEON
+  const auto inRange = hn::RebindMask(Ints(), hn::Lt(product, hn::Set(Floats(), 0x1p31F)));
+  return hn::IfThenElseZero(inRange, hn::ConvertTo(Ints(), product));
 #else
   return IntVec{_mm512_cvttps_epi32(product.raw)};
 #endif
@@ -180,6 +184,7 @@ HWY_INLINE FloatVec loadWiden(const Byte* src) {
 
 template <std::size_t kChannels, typename V>
 struct Pixels {
+  HWY_INLINE Pixels() {}  // one that the compiler makes would lack the instruction set
   V channel[kChannels];
 };
 

@@ -1,15 +1,37 @@
 #include "system/pages.h"
 
 #include <algorithm>
+#include <bit>
+#include <charconv>
 #include <cstdint>
 #include <ctime>
+#include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
 namespace OMB::system {
 namespace {
 
-constexpr std::size_t kHugePage = std::size_t{2} << 20;
+constexpr std::size_t kUsualHugePage = std::size_t{2} << 20;
+
+// Without streams, which allocate.
+std::size_t readHugePageSize() noexcept {
+  std::size_t size = 0;
+  const int file = open("/sys/kernel/mm/transparent_hugepage/hpage_pmd_size", O_RDONLY | O_CLOEXEC);
+  if (file >= 0) {
+    char digits[24];
+    const ssize_t length = read(file, digits, sizeof digits);
+    close(file);
+    if (length > 0) std::from_chars(digits, digits + length, size);
+  }
+  return std::has_single_bit(size) && size >= kUsualHugePage ? size : kUsualHugePage;
+}
+
+// 2 MiB where small pages have 4 KiB, 32 and 512 MiB where they have 16 and 64.
+std::size_t hugePageSize() noexcept {
+  static const std::size_t size = readHugePageSize();
+  return size;
+}
 
 void unmap(char* first, const char* last) noexcept {
   if (first != last) munmap(first, static_cast<std::size_t>(last - first));
@@ -33,15 +55,15 @@ std::int64_t nanosecondsSpent() noexcept {
 // that the host has to find anew costs many times as much as small ones, which come from memory in
 // use. So a block costs about twice what it has to at worst, and what was paid for is there for the
 // next one.
-void takeHugePages(char* block, std::size_t length) noexcept {
+void takeHugePages(char* block, std::size_t length, std::size_t hugePage) noexcept {
   constexpr std::int64_t kSmallPages = 700'000;  // nanoseconds for 2 MiB, roughly
-  std::int64_t left = static_cast<std::int64_t>(length / kHugePage + 1) * kSmallPages;
+  std::int64_t left = static_cast<std::int64_t>(length / kUsualHugePage + 1) * kSmallPages;
   madvise(block, length, MADV_HUGEPAGE);  // a system without them serves small pages
   for (std::size_t taken = 0; taken < length;) {
     const std::int64_t start = nanosecondsSpent();
     static_cast<volatile char*>(block)[taken] = 0;
     left -= nanosecondsSpent() - start;
-    taken += std::min(kHugePage, length - taken);
+    taken += std::min(hugePage, length - taken);
     if (left < 0) {
       madvise(block + taken, length - taken, MADV_NOHUGEPAGE);
       madvise(block + taken, length - taken, MADV_POPULATE_WRITE);  // cheaper than one by one
@@ -53,20 +75,24 @@ void takeHugePages(char* block, std::size_t length) noexcept {
 }  // namespace
 
 void* allocatePages(std::size_t size) noexcept {
-  if (size > SIZE_MAX - 2 * kHugePage) return nullptr;
+  const std::size_t hugePage = hugePageSize();
+  if (size > SIZE_MAX / 2 - hugePage) return nullptr;
   const std::size_t length = wholePages(size);
-  const std::size_t mapped = length + kHugePage;
+  // Only whole aligned stretches can become huge pages: start on one and give back both ends. What
+  // is smaller than one needs no place for that.
+  const std::size_t spare = length < hugePage ? 0 : hugePage;
+  const std::size_t mapped = length + spare;
   void* start = mmap(nullptr, mapped, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   if (start == MAP_FAILED) return nullptr;
+  if (spare == 0) return start;
 
-  // Only whole aligned stretches can become huge pages: start on one and give back both ends.
   char* const first = static_cast<char*>(start);
   const std::size_t skip =
-      (kHugePage - reinterpret_cast<std::uintptr_t>(start) % kHugePage) % kHugePage;
+      (hugePage - reinterpret_cast<std::uintptr_t>(start) % hugePage) % hugePage;
   char* const block = first + skip;
   unmap(first, block);
   unmap(block + length, first + mapped);
-  takeHugePages(block, length);
+  takeHugePages(block, length, hugePage);
   return block;
 }
 
