@@ -48,7 +48,7 @@ void registerRunnerConstruction(const Workspace& files, const std::string& class
         state, [&] { std::unique_ptr<INNRunner>(model->CreateRunner()); },
         [&] {
           ov::Core core(files.base("plugins.xml"));
-          core.register_plugin("openvino_intel_cpu_plugin", "OMBREL_CPU");
+          core.register_plugin(OMBREL_CPU_PLUGIN, "OMBREL_CPU");
           core.compile_model(network, "OMBREL_CPU", ov::inference_num_threads(1));
         });
   };

@@ -3,6 +3,12 @@
 find_package(OpenVINO REQUIRED CONFIG PATHS ${OMBREL_ENGINE_ROOT}/cmake NO_DEFAULT_PATH)
 include(Pugixml)
 
+if(CMAKE_SYSTEM_PROCESSOR STREQUAL "aarch64")
+  set(OMBREL_CPU_PLUGIN openvino_arm_cpu_plugin)
+else()
+  set(OMBREL_CPU_PLUGIN openvino_intel_cpu_plugin)
+endif()
+
 # What the backend needs of it at run time: the runtime with its C interface, its reader of networks, its CPU device and the
 # thread pool with what that loads to learn of the machine.
 set(OMBREL_ENGINE_FILES
@@ -13,7 +19,7 @@ set(OMBREL_ENGINE_FILES
   libopenvino.so.2641
   libopenvino_c.so.2641
   libopenvino_ir_frontend.so.2641
-  libopenvino_intel_cpu_plugin.so)
+  lib${OMBREL_CPU_PLUGIN}.so)
 list(TRANSFORM OMBREL_ENGINE_FILES PREPEND ${OMBREL_ENGINE_ROOT}/libs/ OUTPUT_VARIABLE OMBREL_ENGINE_PATHS)
 foreach(path IN LISTS OMBREL_ENGINE_PATHS)
   if(NOT EXISTS ${path})

@@ -25,7 +25,7 @@ if(OMBREL_BUILD_BACKEND)
     file(REMOVE \"\${folder}/openvino.json\")
     set(libraries libombrel_openvino.so;${OMBREL_ENGINE_FILES})
     list(TRANSFORM libraries PREPEND \"\${folder}/\")
-    execute_process(COMMAND \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/ombrel\"
+    execute_process(COMMAND ${CMAKE_CROSSCOMPILING_EMULATOR} \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/ombrel\"
                             digest \${libraries} --manifest \"\${folder}/openvino.json\"
                     COMMAND_ERROR_IS_FATAL ANY)")
 endif()

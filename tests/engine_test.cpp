@@ -230,7 +230,7 @@ class Planted : public Engine {
 
   const std::string trace = folder / "trace";
   const std::string base = pair("model", doublingNetwork("1,3"));
-  const std::string cpuPlugin = "libopenvino_intel_cpu_plugin" SUFFIX;
+  const std::string cpuPlugin = "lib" OMBREL_CPU_PLUGIN SUFFIX;
   const std::string batchPlugin = "libopenvino_auto_batch_plugin" SUFFIX;
 };
 
@@ -283,7 +283,7 @@ TEST_F(Planted, PluginOfTheCpuComesFromBesideTheRuntime) {
   const std::filesystem::path before = std::filesystem::current_path(),
                               here = folder.path() / "cwd";
   for (const std::string& folderOfAny : {std::string("cwd/"), std::string()}) {
-    for (const char* name : {"libopenvino_intel_cpu_plugin" SUFFIX, "openvino_intel_cpu_plugin",
+    for (const char* name : {"lib" OMBREL_CPU_PLUGIN SUFFIX, OMBREL_CPU_PLUGIN,
                              "libMKLDNNPlugin" SUFFIX, "MKLDNNPlugin", "libCPU" SUFFIX, "CPU"}) {
       plant(folder.path() / (folderOfAny + name));
     }

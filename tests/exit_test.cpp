@@ -35,9 +35,14 @@ void openAgain() {
   std::fprintf(stderr, "%s\n", opened ? "opened" : "refused");
 }
 
-// In a process of its own, started anew, in which nothing has asked for the table yet.
+// In a process of its own, in which nothing has asked for the table yet: started anew, or forked
+// from one of CTest's where the caller says so.
 struct ExitDeathTest : testing::Test {
-  ExitDeathTest() { testing::GTEST_FLAG(death_test_style) = "threadsafe"; }
+  ExitDeathTest() {
+    if (std::getenv("GTEST_DEATH_TEST_STYLE") == nullptr) {
+      testing::GTEST_FLAG(death_test_style) = "threadsafe";
+    }
+  }
 };
 
 TEST_F(ExitDeathTest, LateHandlesWorkAfterTheTableIsClosed) {
@@ -72,7 +77,8 @@ TEST_F(ExitDeathTest, AModelAndARunnerInAStaticEndCleanly) {
         if (!late.runner->IsReady()) std::_Exit(2);
         std::exit(0);
       },
-      testing::ExitedWithCode(0), "^still there\n$");
+      // An emulated ARM64 lacks a file of the system's, of which the engine tells.
+      testing::ExitedWithCode(0), "^(.*Can't open MIDR_EL1 sysfs entry\n)?still there\n$");
 }
 #endif
 

@@ -1,4 +1,4 @@
-"""Tampers with a library that the shipped manifest lists: tamper_test.py PROGRAM MANIFEST PLUGIN.
+"""Tampers with a library that the shipped manifest lists: tamper_test.py PROGRAM MANIFEST PLUGIN COUNT.
 
 Each attempt is a process of its own that has loaded nothing yet, since the loader runs first.
 PLUGIN is any plug-in library; the program tests the engine's file as its dependency.
@@ -63,7 +63,7 @@ def test_other_files(folder):
         expect(f"link to {target}", folder.check(ENGINE_FILE), wanted)
 
 
-def test_changed_bytes(folder, count=1000):
+def test_changed_bytes(folder, count):
     whole = folder.original(ENGINE_FILE)
     generator = random.Random(4711)
     outcomes = collections.Counter()
@@ -79,11 +79,11 @@ def test_changed_bytes(folder, count=1000):
 
 
 def main():
-    program, manifest, plugin = map(pathlib.Path, sys.argv[1:])
+    program, manifest, plugin = map(pathlib.Path, sys.argv[1:4])
     with tempfile.TemporaryDirectory() as path:
         folder = Folder(pathlib.Path(path), program, manifest, plugin)
         test_other_files(folder)
-        test_changed_bytes(folder)
+        test_changed_bytes(folder, int(sys.argv[4]))
 
 
 main()
