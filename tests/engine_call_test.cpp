@@ -322,6 +322,9 @@ TEST_F(EngineCall, ThatFailsRaisesWhatTheEngineSays) {
 }
 
 TEST_F(EngineCall, ThatRunsOutOfMemoryLeavesNothing) {
+#if defined(_WIN32)
+  GTEST_SKIP() << "a lock keeps memory from its first use on, there";
+#endif
   const auto nothing = [] { EXPECT_EQ(liveObjects, 0); };
   EXPECT_GT(test::failEachAllocation(road, nothing), 50);
   test::secret = "auto_broadcast";

@@ -77,7 +77,9 @@ TEST(Manifest, IsReadStrictly) {
     EXPECT_THAT([&] { (void)parseManifest(replaced(text, fault.from, fault.to)); },
                 testing::ThrowsMessage<ManifestError>(HasSubstr(fault.message)));
   }
-  for (const std::string& bad : {std::string(1000000, '['), std::string("[]"), std::string()}) {
+  const std::string behind = text + std::string("\0 and more", 10);
+  for (const std::string& bad :
+       {std::string(1000000, '['), std::string("[]"), std::string(), behind}) {
     EXPECT_THROW((void)parseManifest(bad), ManifestError);
   }
 }

@@ -215,6 +215,8 @@ ordered_json toJson(const Manifest& manifest) {
 }  // namespace
 
 Manifest parseManifest(std::string_view text) {
+  // The parser takes one for the end of the text, and would leave what follows unread.
+  if (text.find('\0') != text.npos) throw ManifestError("is not JSON: it holds a NUL character");
   try {
     return readManifestObject(json::parse(text, KeysOnce()));
   } catch (const json::exception& error) {

@@ -71,7 +71,9 @@ struct PackageVerifier::Files {
     known.insert(place);
     std::error_code none;
     known.insert(place.parent_path() / fs::canonical(place, none).filename());
-    findings.push_back({textOf(place.lexically_relative(folder)), faultAt(place, digests)});
+    // With the manifest's separators.
+    const fs::path name = place.lexically_relative(folder).generic_u8string();
+    findings.push_back({textOf(name), faultAt(place, digests)});
   }
 
   // A dependency in each of the places where the loader may find it.
