@@ -286,9 +286,8 @@ TEST_F(Planted, PluginOfTheCpuComesFromBesideTheRuntime) {
   const std::filesystem::path before = std::filesystem::current_path(),
                               here = folder.path() / "cwd";
   for (const std::string& folderOfAny : {std::string("cwd/"), std::string()}) {
-    for (const char* name :
-         {ENGINE_PREFIX OMBREL_CPU_PLUGIN SUFFIX, OMBREL_CPU_PLUGIN,
-          "libMKLDNNPlugin" SUFFIX, "MKLDNNPlugin", "libCPU" SUFFIX, "CPU"}) {
+    for (const char* name : {ENGINE_PREFIX OMBREL_CPU_PLUGIN SUFFIX, OMBREL_CPU_PLUGIN,
+                             "libMKLDNNPlugin" SUFFIX, "MKLDNNPlugin", "libCPU" SUFFIX, "CPU"}) {
       plant(folder.path() / (folderOfAny + name));
     }
   }
