@@ -1,11 +1,11 @@
 // Whether a module is mapped from a file. The device numbers of the list of mappings are not those
 // of stat on every file system, so a page of the open file is mapped to see how the list names it.
 #include <algorithm>
+#include <array>
 #include <dlfcn.h>
 #include <elf.h>
 #include <link.h>
 #include <span>
-#include <string>
 #include <string_view>
 #include <sys/mman.h>
 #include <vector>
@@ -62,12 +62,14 @@ std::string_view nameOf(const dl_phdr_info& info) {
   return path.substr(path.rfind('/') + 1);
 }
 
-// What is found of a module among all of the process.
+// What is found of a module among all of the process, without memory of the heap: no exception may
+// pass through the loader. Its name lies in the module itself.
 struct Search {
   const link_map* module;
-  std::string name = {};         // by which others find it
-  std::vector<Range> code = {};  // its executable memory
-  int namesakes = 0;             // itself included
+  std::string_view name = {};       // by which others find it
+  std::array<Range, 16> code = {};  // its executable memory
+  std::size_t count = 0;            // of pieces of it, also if there are more than fit
+  int namesakes = 0;                // itself included
 };
 
 int findModule(dl_phdr_info* info, std::size_t /*size*/, void* argument) {
@@ -80,7 +82,10 @@ int findModule(dl_phdr_info* info, std::size_t /*size*/, void* argument) {
   for (const Segment& segment : std::span(info->dlpi_phdr, info->dlpi_phnum)) {
     if (segment.p_type != PT_LOAD || (segment.p_flags & PF_X) == 0) continue;
     const std::uintptr_t start = info->dlpi_addr + segment.p_vaddr;
-    search.code.push_back({start, start + segment.p_memsz});
+    if (search.count < search.code.size()) {
+      search.code[search.count] = {start, start + segment.p_memsz};
+    }
+    ++search.count;
   }
   return 1;
 }
@@ -118,9 +123,11 @@ bool isMappedFrom(Module module, const OpenFile& file) {
   const std::vector<Mapping> mappings = readMappings();
   const auto own = mappingAt(page.start(), mappings);
   if (own == mappings.end()) return false;
-  return search.namesakes == 1 && !search.code.empty() &&
-         std::ranges::all_of(
-             search.code, [&](const Range& range) { return isMapped(range, mappings, own->file); });
+  const bool told = search.count > 0 && search.count <= search.code.size();
+  return told && search.namesakes == 1 &&
+         std::ranges::all_of(std::span(search.code).first(search.count), [&](const Range& range) {
+           return isMapped(range, mappings, own->file);
+         });
 }
 
 }  // namespace OMB::system
