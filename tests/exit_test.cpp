@@ -77,8 +77,8 @@ TEST_F(ExitDeathTest, AModelAndARunnerInAStaticEndCleanly) {
         if (!late.runner->IsReady()) std::_Exit(2);
         std::exit(0);
       },
-      // An emulated ARM64 lacks a file of the system's, of which the engine tells.
-      testing::ExitedWithCode(0), "^(.*Can't open MIDR_EL1 sysfs entry\n)?still there\n$");
+      // An emulated ARM64 lacks a file of the system's, of which the engine tells in front.
+      testing::ExitedWithCode(0), "still there\n$");
 }
 #endif
 
