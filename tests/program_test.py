@@ -250,7 +250,10 @@ class Program(unittest.TestCase):
             with self.subTest(arguments):
                 variables = {"THE_KEY": digits} if "env" in arguments else {}
                 process = pathlib.Path(f"/proc/{self.start_bench(arguments, typed, **variables).pid}")
-                self.assertNotIn(digits.encode(), (process / "cmdline").read_bytes())
+                command = (process / "cmdline").read_bytes()
+                if command.startswith(b"qemu"):
+                    self.skipTest("the emulator has copies of its own")
+                self.assertNotIn(digits.encode(), command)
                 if os.geteuid() != 0:  # for everybody but the administrator it is closed
                     self.assertRaises(PermissionError, (process / "mem").open, "rb")
                     continue
