@@ -34,6 +34,10 @@ using test::viewOf;
 
 using Backend = test::BackendTest;
 
+std::unique_ptr<INNRunner> siblingOf(INNRunner& runner) {
+  return std::unique_ptr<INNRunner>(dynamic_cast<INNSiblings&>(runner).CreateSibling());
+}
+
 /// Calls have to throw, with just this text.
 template <typename Exception>
 void expectThrow(const std::function<void()>& call, const char* text) {
@@ -314,6 +318,95 @@ TEST_F(Running, RunnersOutliveTheirModelAndWorkAtTheSameTime) {
   second.join();
   last.join();
   expectDoubles(*runner, 24);
+}
+
+// Inputs of three types and outputs of two, one of which only the data settle.
+std::string manyTensors() {
+  test::NetworkWriter many;
+  const auto image = many.input("image", "4,2,1,3", "u8", "[N,H,W,C]");
+  const auto ids = many.input("ids", "5", "i64"), flags = many.input("flags", "2", "boolean");
+  many.output(many.add("NonZero", "where", "output_type=\"i64\"", {ids}));
+  many.output(many.add("LogicalNot", "not", "", {flags}));
+  addTwice(many, image, "double");
+  std::string text = many.text();
+  text[text.find("opset1", text.find("NonZero")) + 5] = '3';  // which is the first to have it
+  return text;
+}
+
+TEST_F(Backend, TellsAndReachesEveryInputAndOutputByName) {
+  using Shape = std::vector<std::size_t>;
+  const auto model = load(pair("many", manyTensors()));
+  ASSERT_TRUE(model->IsLoaded());
+  auto& description = dynamic_cast<INNDescription&>(*model);
+  for (int i = 0; i < 2; ++i) {  // also after a runner has changed the network in the engine
+    const auto inputs = description.GetInputs(), outputs = description.GetOutputs();
+    ASSERT_EQ(inputs.size() + outputs.size(), 6U);
+    const std::tuple<NNTensorInfo, std::string, ETensorType, Shape> told[] = {
+        {inputs[0], "flags", ETensorType::FP32, {2}},
+        {inputs[1], "ids", ETensorType::I64, {5}},
+        {inputs[2], "image", ETensorType::U8, {1, 2, 1, 3}},
+        {outputs[0], "double", ETensorType::FP32, {1, 2, 1, 3}},
+        {outputs[1], "not", ETensorType::BOOLEAN, {2}},
+        {outputs[2], "where", ETensorType::I64, {1, 0}}};
+    for (const auto& [info, name, type, shape] : told) {
+      EXPECT_EQ(info.name, name);
+      EXPECT_EQ(info.type, type) << name;
+      EXPECT_EQ(info.shape, shape) << name;
+    }
+    runnerOf(*model);
+  }
+
+  const auto runner = runnerOf(*model);
+  auto& tensors = dynamic_cast<INNTensors&>(*runner);
+  for (const char* name : {"double", "", "IMAGE"}) {
+    EXPECT_EQ(tensors.GetInput(name).data, nullptr) << name;
+  }
+  EXPECT_EQ(tensors.GetOutput("image").data, nullptr);
+  EXPECT_EQ(tensors.GetInput("flags").data, runner->GetInputBuffer());
+  EXPECT_EQ(tensors.GetInput("ids").bytes, 40U);
+  std::vector<float> flags = {1, 0};
+  for (const std::vector<std::int64_t>& ids :
+       {std::vector<std::int64_t>{0, 7, 0, 7, 7}, {1, 0, 0, 0, 0}}) {
+    std::memcpy(tensors.GetInput("ids").data, ids.data(), 40);
+    NNData image = viewOf(flags);
+    EXPECT_EQ(runner->Run(&image), tensors.GetOutput("double").data);
+    const NNTensor where = tensors.GetOutput("where"), no = tensors.GetOutput("not");
+    const auto count = static_cast<std::size_t>(5 - std::count(ids.begin(), ids.end(), 0));
+    EXPECT_EQ(where.shape, (Shape{1, count}));
+    EXPECT_EQ(where.bytes, 8 * count);
+    EXPECT_EQ(static_cast<std::int64_t*>(where.data)[count - 1], count == 1 ? 0 : 4);
+    EXPECT_EQ(static_cast<unsigned char*>(no.data)[1], 1);
+  }
+}
+
+TEST_F(Backend, WhatIsNotLoadedHasNoTensorsAndNoReadySibling) {
+  const auto model = load(folder / "nothing");
+  const auto runner = runnerOf(*model);
+  EXPECT_TRUE(dynamic_cast<INNDescription&>(*model).GetInputs().empty());
+  EXPECT_TRUE(dynamic_cast<INNDescription&>(*model).GetOutputs().empty());
+  EXPECT_EQ(dynamic_cast<INNTensors&>(*runner).GetInput("x").data, nullptr);
+  EXPECT_EQ(dynamic_cast<INNTensors&>(*runner).GetOutput("x").data, nullptr);
+  EXPECT_FALSE(siblingOf(*runner)->IsReady());
+}
+
+TEST_F(Running, SiblingsHaveTheirOwnMemoryAndOutliveTheFirst) {
+  auto one = siblingOf(*runner), other = siblingOf(*one);
+  ASSERT_TRUE(one->IsReady() && other->IsReady());
+  EXPECT_NE(one->GetInputBuffer(), other->GetInputBuffer());
+  model.reset();
+  runner.reset();
+  std::vector<float> kept = counted(24);
+  NNData image = viewOf(kept);
+  const auto* output = static_cast<const float*>(one->Run(&image));
+  std::thread second([&] {
+    for (int i = 0; i < 200; ++i) {
+      expectDoubles(*other, 24);
+      EXPECT_TRUE(siblingOf(*other)->IsReady());
+    }
+  });
+  for (int i = 0; i < 200; ++i) expectDoubles(*siblingOf(*one), 24);
+  second.join();
+  EXPECT_EQ(output[23], 48.0F);
 }
 
 class Sealed : public test::BackendTest {

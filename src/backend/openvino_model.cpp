@@ -13,6 +13,7 @@
 
 #include "backend/first_entry.h"
 #include "backend/openvino_runner.h"
+#include "backend/tensor_type.h"
 #include "build_constants.h"
 #include "platform/console.h"
 #include "system/environment.h"
@@ -123,6 +124,24 @@ int OpenVINOModel::GetOutputSize() {
     size *= static_cast<std::uint32_t>(dimension);
   }
   return static_cast<int>(size);
+}
+
+std::vector<NNTensorInfo> OpenVINOModel::GetInputs() {
+  std::vector<NNTensorInfo> inputs;
+  for (const auto& [name, input] : network->network.getInputsInfo()) {
+    inputs.push_back({name, tensorType(input->getTensorDesc().getPrecision()),
+                      network->network.getInputDims(name)});
+  }
+  return inputs;
+}
+
+std::vector<NNTensorInfo> OpenVINOModel::GetOutputs() {
+  std::vector<NNTensorInfo> outputs;
+  for (const auto& [name, output] : network->network.getOutputsInfo()) {
+    outputs.push_back(
+        {name, tensorType(output->getTensorDesc().getPrecision()), output->getDims()});
+  }
+  return outputs;
 }
 
 }  // namespace OMB

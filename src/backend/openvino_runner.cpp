@@ -2,10 +2,12 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 
 #include "ombrel/image/data_transformer.h"
 
 #include "backend/first_entry.h"
+#include "backend/tensor_type.h"
 
 namespace OMB {
 namespace {
@@ -35,8 +37,27 @@ void OpenVINORunner::Prepare(const IE::CNNNetwork& network, const Config& config
   ready = static_cast<bool>(executableNetwork);
   inputName = firstEntry(network.getInputsInfo()).first;
   outputName = firstEntry(network.getOutputsInfo()).first;
+  MakeRequest();
+}
+
+void OpenVINORunner::MakeRequest() {
   inferRequest = executableNetwork.CreateInferRequest();
   inferRequest.GetBlob(inputName);  // a request that can't give its input is no use
+}
+
+INNRunner* OpenVINORunner::CreateSibling() {
+  std::unique_ptr<OpenVINORunner> sibling(new OpenVINORunner);
+  if (!ready) return sibling.release();
+  try {
+    sibling->executableNetwork = executableNetwork;
+    sibling->inputName = inputName;
+    sibling->outputName = outputName;
+    sibling->MakeRequest();
+    sibling->ready = true;
+  } catch (...) {
+    // It stays as it is, not ready, as a runner of CreateRunner does.
+  }
+  return sibling.release();
 }
 
 void* OpenVINORunner::GetInputBuffer() {
@@ -51,6 +72,22 @@ bool OpenVINORunner::FitsInput(const NNData& data) const {
   const auto pixels =
       static_cast<std::uint64_t>(data.width) * static_cast<std::uint64_t>(data.height);
   return pixels <= capacity / static_cast<std::uint64_t>(data.channels);
+}
+
+NNTensor OpenVINORunner::TensorAt(const std::string& name,
+                                  const std::optional<IE::TensorDesc>& desc) const {
+  if (!desc) return {};
+  const IE::Blob::Ptr blob = inferRequest.GetBlob(name);
+  return {blob->wmap().as<void*>(), blob->byteSize(), tensorType(desc->getPrecision()),
+          desc->getDims()};
+}
+
+NNTensor OpenVINORunner::GetInput(const char* name) {
+  return ready ? TensorAt(name, inferRequest.FindInput(name)) : NNTensor();
+}
+
+NNTensor OpenVINORunner::GetOutput(const char* name) {
+  return ready ? TensorAt(name, inferRequest.FindOutput(name)) : NNTensor();
 }
 
 void* OpenVINORunner::Run(NNData* data) {

@@ -14,6 +14,7 @@ namespace InferenceEngine {
 struct CompiledPort {
   Port port;
   bool fixed;  ///< whether its shape is known before an inference
+  bool input;
 };
 using Ports = std::map<std::string, CompiledPort>;
 

@@ -3,21 +3,44 @@
 
 #include "engine/engine_call.h"
 #include "engine/executable_network_impl.h"
+#include "engine/precision.h"
 
 namespace InferenceEngine {
 namespace {
 
 using Request = Handle<ov_infer_request_t, ov_infer_request_free>;
 
+using Tensor = Handle<ov_tensor_t, ov_tensor_free>;
+
+Tensor tensorOf(const Request& request, const Port& port) {
+  return made<Tensor>(ov_infer_request_get_tensor_by_const_port, request.get(), port.get());
+}
+
 Blob::Ptr blobOf(const Request& request, const Port& port) {
-  using Tensor = Handle<ov_tensor_t, ov_tensor_free>;
-  const std::shared_ptr<ov_tensor_t> tensor =
-      made<Tensor>(ov_infer_request_get_tensor_by_const_port, request.get(), port.get());
+  const std::shared_ptr<ov_tensor_t> tensor = tensorOf(request, port);
   void* address = nullptr;
   std::size_t size = 0;
   check(ov_tensor_data(tensor.get(), &address));
   check(ov_tensor_get_byte_size(tensor.get(), &size));
   return std::make_shared<Blob>(address, size, tensor);
+}
+
+struct OwnedShape {
+  OwnedShape() = default;
+  OwnedShape(const OwnedShape&) = delete;
+  OwnedShape& operator=(const OwnedShape&) = delete;
+  ~OwnedShape() { ov_shape_free(&shape); }
+
+  ov_shape_t shape = {};
+};
+
+TensorDesc descOf(const Tensor& tensor) {
+  ov_element_type_e type = DYNAMIC;
+  OwnedShape owned;
+  check(ov_tensor_get_element_type(tensor.get(), &type));
+  check(ov_tensor_get_shape(tensor.get(), &owned.shape));
+  SizeVector dims(owned.shape.dims, owned.shape.dims + owned.shape.rank);
+  return {precisionOf(type), std::move(dims), Layout::ANY};
 }
 
 // What a handle refers to, which it has to.
@@ -58,6 +81,21 @@ Blob::Ptr InferRequest::GetBlob(const std::string& name) const {
   const Blob::Ptr blob = blobOf(request.request, found->second.port);
   if (found->second.fixed) request.fetched.emplace(name, blob);
   return blob;
+}
+
+std::optional<TensorDesc> InferRequest::find(const std::string& name, bool input) const {
+  const Impl& request = usable(impl);
+  const auto found = request.ports->find(name);
+  if (found == request.ports->end() || found->second.input != input) return std::nullopt;
+  return descOf(tensorOf(request.request, found->second.port));
+}
+
+std::optional<TensorDesc> InferRequest::FindInput(const std::string& name) const {
+  return find(name, true);
+}
+
+std::optional<TensorDesc> InferRequest::FindOutput(const std::string& name) const {
+  return find(name, false);
 }
 
 void InferRequest::Infer() {

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <map>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -29,8 +30,23 @@ class GeneralError : public InferenceEngineException {
   using InferenceEngineException::InferenceEngineException;
 };
 
-/// UNSPECIFIED stands for all the types that the backend never names.
-enum class Precision { UNSPECIFIED, FP32, U8 };
+/// UNSPECIFIED stands for all the types that have no name here.
+enum class Precision {
+  UNSPECIFIED,
+  BOOL,
+  BF16,
+  FP16,
+  FP32,
+  FP64,
+  I8,
+  I16,
+  I32,
+  I64,
+  U8,
+  U16,
+  U32,
+  U64
+};
 
 /// ANY stands for a layout that nobody has set.
 enum class Layout { ANY, C, NC, NCHW };
@@ -175,6 +191,10 @@ class CNNNetwork {
   InputsDataMap getInputsInfo() const;
   OutputsDataMap getOutputsInfo() const;
 
+  /// Dimensions of an input of a network that is not empty, in the order in which the memory of a
+  /// request has them: that of the layout that was set, where LoadNetwork applies it.
+  SizeVector getInputDims(const std::string& name) const;
+
  private:
   friend class Core;
   std::shared_ptr<Impl> impl;
@@ -185,6 +205,9 @@ class InferRequest {
  public:
   /// The same name gives the same memory for the life of the request.
   Blob::Ptr GetBlob(const std::string& name) const;
+  /// What that memory holds now, if it is that of an input, or of an output; else nothing.
+  std::optional<TensorDesc> FindInput(const std::string& name) const;
+  std::optional<TensorDesc> FindOutput(const std::string& name) const;
   /// Returns when the output is complete. A network with dimensions that only its data settle runs
   /// on one of the engine's threads, since the calling one would not be told of every failure.
   void Infer();
@@ -192,6 +215,7 @@ class InferRequest {
  private:
   friend class ExecutableNetwork;
   struct Impl;
+  std::optional<TensorDesc> find(const std::string& name, bool input) const;
   std::shared_ptr<Impl> impl;
 };
 
