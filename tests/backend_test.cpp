@@ -10,6 +10,8 @@
 
 #include <gmock/gmock.h>
 
+#include "ombrel/model/model_buffers.h"
+
 #include "backend/openvino_model.h"
 #include "backend/openvino_runner.h"
 #include "backend_fixture.h"
@@ -426,6 +428,53 @@ TEST_F(Sealed, LoadsWithItsKeyOnly) {
   std::unique_ptr<INNModel> open(Create({clear.c_str(), nullptr, -5, config()}));
   EXPECT_TRUE(open->IsLoaded());
   EXPECT_THAT(refusal(sealed).error, testing::EndsWith("\n"));
+}
+
+ModelBuffers::Bytes bytesOf(const std::string& text) {
+  return {reinterpret_cast<const unsigned char*>(text.data()), text.size()};
+}
+
+TEST_F(Sealed, BuffersStandForThePairWhileTheyAreEntered) {
+  const std::string text = test::contentsOf(sealed + ".xml");
+  const std::string weights = test::contentsOf(sealed + ".bin"), proof = "proof";
+  const std::string name = pair("both", "no network at all");  // the buffers come first
+  std::unique_ptr<INNModel> model;
+  {
+    const ModelBuffers entered(name, {bytesOf(text), bytesOf(weights), bytesOf(proof)});
+    const ModelBuffers half("half", {bytesOf(text), {}});
+    model = load(name, key);
+    EXPECT_FALSE(load("half", key)->IsLoaded());
+    EXPECT_FALSE(load("Half", key)->IsLoaded());
+    EXPECT_EQ(modelFileSize(name, ".auth"), 5);
+    for (const char* extension : {".bin", ".auth", ".else"}) {
+      EXPECT_EQ(modelFileSize("half", extension), -1) << extension;
+    }
+    std::string read = "123456789";
+    readModelFile(name, ".auth", read.data(), 3);
+    EXPECT_EQ(read, "pro456789");
+    readModelFile(name, ".auth", read.data(), read.size());
+    EXPECT_EQ(read, "proof6789");
+    for (const std::string& refused : {name, std::string(), std::string("a\0b", 3)}) {
+      EXPECT_THROW(ModelBuffers(refused, {}), std::invalid_argument);
+    }
+  }
+  ASSERT_TRUE(model->IsLoaded());
+  expectDoubles(*runnerOf(*model), 3);
+  EXPECT_EQ(modelFileSize(name, ".auth"), -1);
+  refusal(name);  // the file's text
+}
+
+TEST_F(Sealed, BuffersComeAndGoWhileOthersLoad) {
+  const std::string text = doublingNetwork("1,3");
+  const auto work = [&](const std::string& name) {
+    for (int i = 0; i < 20; ++i) {
+      const ModelBuffers entered(name, {bytesOf(text), bytesOf(text)});
+      EXPECT_TRUE(load(name)->IsLoaded());
+    }
+  };
+  std::thread other(work, "one");
+  work("other");
+  other.join();
 }
 
 TEST_F(Sealed, KeysThatCannotBeAreRefusedForBothFiles) {

@@ -8,6 +8,7 @@
 #include "ombrel/model/backend_names.h"
 #include "ombrel/model/config.h"
 #include "ombrel/model/entry_points.h"
+#include "ombrel/model/model_buffers.h"
 #include "ombrel/model/nn_description.h"
 #include "ombrel/model/nn_frontend.h"
 #include "ombrel/model/nn_model.h"

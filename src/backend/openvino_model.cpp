@@ -7,9 +7,9 @@
 #include <string_view>
 #include <utility>
 
+#include "ombrel/model/model_buffers.h"
 #include "ombrel/platform/byte_vector.h"
 #include "ombrel/platform/crypto.h"
-#include "ombrel/platform/file_utils.h"
 
 #include "backend/first_entry.h"
 #include "backend/openvino_runner.h"
@@ -22,6 +22,9 @@ namespace OMB {
 namespace {
 
 namespace IE = InferenceEngine;
+
+constexpr char kText[] = ".xml";
+constexpr char kWeights[] = ".bin";
 
 // A length that the mask cannot serve gives no key at all, which AES refuses.
 ByteVector aesKey(const ModelParams& params) {
@@ -58,11 +61,10 @@ OpenVINOModel::OpenVINOModel(ModelParams params) : config(params.config) {
 }
 
 bool OpenVINOModel::LoadModel(const ModelParams& params) {
-  const std::string binName = std::string(params.path) + ".bin";
-  const std::string xmlName = std::string(params.path) + ".xml";
-  if (Utility::fileSize(xmlName) < 1 || Utility::fileSize(binName) < 1) return false;
+  const std::string path = params.path;
+  if (modelFileSize(path, kText) < 1 || modelFileSize(path, kWeights) < 1) return false;
   try {
-    ReadNetwork(params, xmlName, binName);
+    ReadNetwork(params, path);
   } catch (const IE::InferenceEngineException& failure) {
     console::printError("%s\n", failure.what());
     return false;
@@ -71,14 +73,13 @@ bool OpenVINOModel::LoadModel(const ModelParams& params) {
   return network->loaded;
 }
 
-void OpenVINOModel::ReadNetwork(const ModelParams& params, const std::string& xmlName,
-                                const std::string& binName) {
-  const std::int64_t xmlSize = Utility::fileSize(xmlName);
-  const std::int64_t binSize = Utility::fileSize(binName);
+void OpenVINOModel::ReadNetwork(const ModelParams& params, const std::string& path) {
+  const std::int64_t xmlSize = modelFileSize(path, kText);
+  const std::int64_t binSize = modelFileSize(path, kWeights);
   ByteVector xmlData(static_cast<std::size_t>(xmlSize));
   ByteVector binData(static_cast<std::size_t>(binSize));
-  Utility::readAllFile(xmlName, xmlData.data(), xmlData.size());
-  Utility::readAllFile(binName, binData.data(), binData.size());
+  readModelFile(path, kText, xmlData.data(), xmlData.size());
+  readModelFile(path, kWeights, binData.data(), binData.size());
   if (params.key != nullptr) {
     ByteVector key = aesKey(params);
     const bool text = decrypt(xmlData, key), weights = decrypt(binData, key);

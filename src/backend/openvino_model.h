@@ -27,8 +27,7 @@ class OpenVINOModel final : public INNModel, public INNDescription {
 
  private:
   bool LoadModel(const ModelParams& params);
-  void ReadNetwork(const ModelParams& params, const std::string& xmlName,
-                   const std::string& binName);
+  void ReadNetwork(const ModelParams& params, const std::string& path);
   void PrepareInputAndOutput();
 
   std::unique_ptr<OpenVINONetwork> network;
