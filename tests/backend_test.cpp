@@ -22,6 +22,8 @@ extern "C" void Initialize();
 namespace OMB {
 namespace {
 
+using namespace std::string_literals;
+
 using ImageUtils::ELayoutType;
 using test::counted;
 using test::doublingNetwork;
@@ -115,6 +117,54 @@ TEST_F(Backend, TextsHaveToStartAsXmlDoes) {
   EXPECT_EQ(refusal(pair("model", "<nut/>" + root)).error,
             "The root of the network's text is 'nut' and not 'net'\n");
   EXPECT_EQ(refusal(pair("model", "<net/>")).error, "The network has no input or no output\n");
+}
+
+// What other readers of the engine would look for, and a root that is not where it seems to be.
+TEST_F(Backend, TextsOfOtherKindsDoNotReachTheEngine) {
+  const std::string whole = doublingNetwork("1,3");
+  const std::string root = whole.substr(whole.find("<net"));
+  for (const std::string& text :
+       {std::string("\x08\x07\x12\x07pytorch\x1A\x03"
+                    "2.0:\x10\x0A\x01x\x12\x01y\"\x03"
+                    "Add"),
+        std::string("\n\x0E\n\x01x\x12\x0BPlaceholder"), std::string("\x1C\0\0\0TFL3", 8),
+        std::string("\0", 1), std::string("\0\0\0\0", 4) + root, "<!--" + root + "-->",
+        "<!--" + root, "<![CDATA[" + root + "]]>", "<?xml " + root + "?>",
+        "<!DOCTYPE net [" + root + "]>", "< net/>"s, "{\"net\":1}"s}) {
+    EXPECT_EQ(refusal(pair("other", text)).error, "The network's text does not start as XML does\n")
+        << text;
+  }
+  for (const char* name : {"network", "Net", "ne", "a:net"}) {
+    const std::string text = "<" + std::string(name) + ">" + root + "</" + name + ">";
+    EXPECT_EQ(refusal(pair("other", text)).error,
+              "The root of the network's text is '" + std::string(name) + "' and not 'net'\n");
+  }
+  EXPECT_TRUE(load(pair("commented", "<!-- <net/> -->" + root))->IsLoaded());
+}
+
+// The engine refuses two of them inside each other already, and crashes on some thousand.
+TEST_F(Backend, BodiesInBodiesAreRefusedBeforeTheyOverflowTheStack) {
+  const std::string told = "The network's text nests bodies more than 64 deep\n";
+  const auto nested = [](int depth, const std::string& body) {
+    std::string start, end;
+    for (int i = 0; i < depth; ++i) {
+      start += "<layer id=\"1\" name=\"l\" type=\"If\" version=\"opset8\"><" + body + "><layers>";
+      end += "</layers></" + body + "></layer>";
+    }
+    return "<net name=\"n\" version=\"11\"><layers>" + start + end + "</layers></net>";
+  };
+  for (const char* body : {"body", "then_body", "else_body"}) {
+    EXPECT_NE(refusal(pair("deep", nested(64, body))).error, told);
+    for (const int depth : {65, 3000, 30000}) {
+      EXPECT_EQ(refusal(pair("deep", nested(depth, body))).error, told) << body << depth;
+    }
+  }
+  EXPECT_EQ(refusal(pair("deep", widened(nested(3000, "body"), 2, true, true))).error, told);
+  // Side by side there may be as many as a network needs.
+  std::string many = doublingNetwork("1,3");
+  std::string apart;
+  for (int i = 0; i < 1000; ++i) apart += "<body><layers/></body>";
+  EXPECT_TRUE(load(pair("wide", many.insert(many.find("</net>"), apart)))->IsLoaded());
 }
 
 // The engine reads them, so their start is told from another initialisation vector as well.

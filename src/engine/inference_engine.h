@@ -243,7 +243,8 @@ class Core {
   void RegisterPlugin(const std::string& plugin, const std::string& device);
 
   /// The network shares the memory of the blob, and keeps nothing of the text. A text that is no
-  /// network in XML, or one without an input or an output, is refused.
+  /// network in XML, one that nests bodies more than 64 deep, or one without an input or an output,
+  /// is refused.
   CNNNetwork ReadNetwork(std::string_view text, const Blob::Ptr& weights) const;
 
   /// Applies the precisions and layouts that were set in the network. A layout is applied only
