@@ -17,6 +17,7 @@ enum class ExitCode : int {
   Run = 10,
   Check = 11,
   Package = 12,
+  Fence = 13,
 };
 
 struct ExitMeaning {
@@ -39,6 +40,7 @@ inline constexpr ExitMeaning exitMeanings[] = {
     {ExitCode::Run, "the network does not take the image, or failed on it"},
     {ExitCode::Check, "a dependency was refused, did not load, or runs without a proof"},
     {ExitCode::Package, "a file is not as the manifest has it; nothing was loaded"},
+    {ExitCode::Fence, "the engine crashed or hung behind the fence, or there is no fence"},
 };
 
 }  // namespace OMB::tool

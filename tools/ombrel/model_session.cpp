@@ -29,6 +29,14 @@ Config makeConfig(const ModelOptions& options, const std::filesystem::path& fold
   return config;
 }
 
+/// What is read from when the plug-in is loaded on: the package, from which the engine opens its
+/// parts when it needs them, the engine's list, and the model.
+std::vector<std::filesystem::path> filesOf(const std::string& base, const Config& config,
+                                           const std::filesystem::path& folder) {
+  return {folder, pathOf(config.GetDataPath() + "plugins.xml"), pathOf(base + ".xml"),
+          pathOf(base + ".bin"), pathOf(base + ".auth")};
+}
+
 /// Why the backend may have refused the pair. It tells no more than that it did.
 std::string whyNotLoaded(const std::string& base, const std::string& suffix, bool hasKey) {
   for (const std::string& file : {base + ".xml", base + ".bin"}) {
@@ -51,7 +59,9 @@ ModelSession::ModelSession(ModelOptions& options, const Manifest& manifest)
   requireProven(*package);
   const std::filesystem::path folder = pathOf(pluginFolder(options.manifest.string(), manifest));
   const Config config = makeConfig(options, folder);
-  loadModel(loadPlugin(folder), options, config);
+  const CreateFunction create = loadPlugin(folder);
+  if (options.beforeModel) options.beforeModel(filesOf(options.modelBase, config, folder));
+  loadModel(create, options, config);
 }
 
 CreateFunction ModelSession::loadPlugin(const std::filesystem::path& folder) {
