@@ -379,6 +379,7 @@ std::string manyTensors() {
   const auto ids = many.input("ids", "5", "i64"), flags = many.input("flags", "2", "boolean");
   many.output(many.add("NonZero", "where", "output_type=\"i64\"", {ids}));
   many.output(many.add("LogicalNot", "not", "", {flags}));
+  many.output(ids);  // as it is, under its own name
   addTwice(many, image, "double");
   std::string text = many.text();
   text[text.find("opset1", text.find("NonZero")) + 5] = '3';  // which is the first to have it
@@ -392,14 +393,15 @@ TEST_F(Backend, TellsAndReachesEveryInputAndOutputByName) {
   auto& description = dynamic_cast<INNDescription&>(*model);
   for (int i = 0; i < 2; ++i) {  // also after a runner has changed the network in the engine
     const auto inputs = description.GetInputs(), outputs = description.GetOutputs();
-    ASSERT_EQ(inputs.size() + outputs.size(), 6U);
+    ASSERT_EQ(inputs.size() + outputs.size(), 7U);
     const std::tuple<NNTensorInfo, std::string, ETensorType, Shape> told[] = {
         {inputs[0], "flags", ETensorType::FP32, {2}},
         {inputs[1], "ids", ETensorType::I64, {5}},
         {inputs[2], "image", ETensorType::U8, {1, 2, 1, 3}},
         {outputs[0], "double", ETensorType::FP32, {1, 2, 1, 3}},
-        {outputs[1], "not", ETensorType::BOOLEAN, {2}},
-        {outputs[2], "where", ETensorType::I64, {1, 0}}};
+        {outputs[1], "ids", ETensorType::I64, {5}},
+        {outputs[2], "not", ETensorType::BOOLEAN, {2}},
+        {outputs[3], "where", ETensorType::I64, {1, 0}}};
     for (const auto& [info, name, type, shape] : told) {
       EXPECT_EQ(info.name, name);
       EXPECT_EQ(info.type, type) << name;
@@ -428,6 +430,7 @@ TEST_F(Backend, TellsAndReachesEveryInputAndOutputByName) {
     EXPECT_EQ(where.bytes, 8 * count);
     EXPECT_EQ(static_cast<std::int64_t*>(where.data)[count - 1], count == 1 ? 0 : 4);
     EXPECT_EQ(static_cast<unsigned char*>(no.data)[1], 1);
+    EXPECT_EQ(std::memcmp(tensors.GetOutput("ids").data, ids.data(), 40), 0);
   }
 }
 

@@ -271,9 +271,10 @@ void road() {
   request.Infer();
   ASSERT_EQ(request.GetBlob("y")->rmap().as<const void*>(), memory);
   EXPECT_FALSE(request.FindOutput("x") || request.FindInput("y") || request.FindInput("z"));
-  const IE::TensorDesc output = request.FindOutput("y").value();
-  EXPECT_EQ(output.getPrecision(), IE::Precision::I64);
-  EXPECT_EQ(output.getDims(), (IE::SizeVector{3, 4}));
+  const IE::Memory output = request.FindOutput("y").value();
+  EXPECT_EQ(output.blob->byteSize(), sizeof(memory));
+  EXPECT_EQ(output.desc.getPrecision(), IE::Precision::I64);
+  EXPECT_EQ(output.desc.getDims(), (IE::SizeVector{3, 4}));
 }
 
 class EngineCall : public testing::Test {

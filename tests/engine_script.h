@@ -100,15 +100,15 @@ Blob::Ptr InferRequest::GetBlob(const std::string& name) const {
   const Use use("GetBlob");
   return std::make_shared<Blob>(name == "x" ? impl->x : impl->y, sizeof(impl->x), impl);
 }
-std::optional<TensorDesc> InferRequest::FindInput(const std::string& name) const {
+std::optional<Memory> InferRequest::FindInput(const std::string& name) const {
   const Use use("FindInput");
   if (name != "x") return std::nullopt;
-  return TensorDesc(Precision::FP32, {1, 3}, Layout::ANY);
+  return Memory{GetBlob(name), TensorDesc(Precision::FP32, {1, 3}, Layout::ANY)};
 }
-std::optional<TensorDesc> InferRequest::FindOutput(const std::string& name) const {
+std::optional<Memory> InferRequest::FindOutput(const std::string& name) const {
   const Use use("FindOutput");
   if (name != "y") return std::nullopt;
-  return TensorDesc(Precision::FP32, {1, 3}, Layout::ANY);
+  return Memory{GetBlob(name), TensorDesc(Precision::FP32, {1, 3}, Layout::ANY)};
 }
 void InferRequest::Infer() {
   const Use use("Infer");

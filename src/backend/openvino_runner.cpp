@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 
 #include "ombrel/image/data_transformer.h"
 
@@ -17,6 +18,13 @@ namespace IE = InferenceEngine;
 constexpr char kDevice[] = "OMBREL_CPU";
 constexpr char kEnginePlugin[] = "MKLDNNPlugin";
 constexpr char kThreads[] = "CPU_THREADS_NUM";
+
+NNTensor toTensor(const std::optional<IE::Memory>& memory) {
+  if (!memory) return {};
+  const auto& [blob, desc] = *memory;
+  return {blob->wmap().as<void*>(), blob->byteSize(), tensorType(desc.getPrecision()),
+          desc.getDims()};
+}
 
 }  // namespace
 
@@ -74,20 +82,12 @@ bool OpenVINORunner::FitsInput(const NNData& data) const {
   return pixels <= capacity / static_cast<std::uint64_t>(data.channels);
 }
 
-NNTensor OpenVINORunner::TensorAt(const std::string& name,
-                                  const std::optional<IE::TensorDesc>& desc) const {
-  if (!desc) return {};
-  const IE::Blob::Ptr blob = inferRequest.GetBlob(name);
-  return {blob->wmap().as<void*>(), blob->byteSize(), tensorType(desc->getPrecision()),
-          desc->getDims()};
-}
-
 NNTensor OpenVINORunner::GetInput(const char* name) {
-  return ready ? TensorAt(name, inferRequest.FindInput(name)) : NNTensor();
+  return ready ? toTensor(inferRequest.FindInput(name)) : NNTensor();
 }
 
 NNTensor OpenVINORunner::GetOutput(const char* name) {
-  return ready ? TensorAt(name, inferRequest.FindOutput(name)) : NNTensor();
+  return ready ? toTensor(inferRequest.FindOutput(name)) : NNTensor();
 }
 
 void* OpenVINORunner::Run(NNData* data) {

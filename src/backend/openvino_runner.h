@@ -1,7 +1,6 @@
 // OpenVINORunner: one executable copy of a network, with one request.
 #pragma once
 
-#include <optional>
 #include <string>
 
 #include "ombrel/model/config.h"
@@ -37,8 +36,6 @@ class OpenVINORunner final : public INNRunner, public INNTensors, public INNSibl
   void Prepare(const InferenceEngine::CNNNetwork& network, const Config& config);
   void MakeRequest();
   bool FitsInput(const NNData& data) const;
-  NNTensor TensorAt(const std::string& name,
-                    const std::optional<InferenceEngine::TensorDesc>& desc) const;
 
   InferenceEngine::ExecutableNetwork executableNetwork;
   InferenceEngine::InferRequest inferRequest;

@@ -200,14 +200,21 @@ class CNNNetwork {
   std::shared_ptr<Impl> impl;
 };
 
+/// Memory of a request, as it is now.
+struct Memory {
+  Blob::Ptr blob;
+  TensorDesc desc;
+};
+
 /// One inference at a time. Threads: different requests may run at the same time.
 class InferRequest {
  public:
   /// The same name gives the same memory for the life of the request.
   Blob::Ptr GetBlob(const std::string& name) const;
-  /// What that memory holds now, if it is that of an input, or of an output; else nothing.
-  std::optional<TensorDesc> FindInput(const std::string& name) const;
-  std::optional<TensorDesc> FindOutput(const std::string& name) const;
+  /// The same of an input only, or of an output, with what it holds now; nothing where there is
+  /// none of that name.
+  std::optional<Memory> FindInput(const std::string& name) const;
+  std::optional<Memory> FindOutput(const std::string& name) const;
   /// Returns when the output is complete. A network with dimensions that only its data settle runs
   /// on one of the engine's threads, since the calling one would not be told of every failure.
   void Infer();
@@ -215,7 +222,6 @@ class InferRequest {
  private:
   friend class ExecutableNetwork;
   struct Impl;
-  std::optional<TensorDesc> find(const std::string& name, bool input) const;
   std::shared_ptr<Impl> impl;
 };
 
