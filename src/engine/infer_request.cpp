@@ -9,9 +9,7 @@ namespace InferenceEngine {
 namespace {
 
 using Request = Handle<ov_infer_request_t, ov_infer_request_free>;
-
 using Tensor = Handle<ov_tensor_t, ov_tensor_free>;
-
 using SharedTensor = std::shared_ptr<ov_tensor_t>;
 
 SharedTensor tensorOf(const Request& request, const Port& port) {
