@@ -35,6 +35,13 @@ else()
   run(${EMULATOR} ${WORK}/host/host ${SOURCE}/doubling)
   run(${EMULATOR} ${WORK}/host/buffers ${SOURCE}/doubling)
   run(${EMULATOR} ${WORK}/moved/bin/ombrel check)
+  if(NOT EMULATOR)  # which has no fences
+    file(WRITE ${WORK}/pixel.ppm "P6 1 1 255\nabc")
+    foreach(option IN ITEMS --top=1 --fenced)
+      run(${WORK}/moved/bin/ombrel run ${SOURCE}/doubling ${WORK}/pixel.ppm --size 1x1 --raw ${WORK}/raw${option} ${option})
+    endforeach()
+    run(${CMAKE_COMMAND} -E compare_files ${WORK}/raw--top=1 ${WORK}/raw--fenced)
+  endif()
   # The second asks the kernel for what the first gave it; in a container that may be forbidden.
   set(key ${WORK}/key)
   set(ombrel ${EMULATOR} ${WORK}/moved/bin/ombrel)

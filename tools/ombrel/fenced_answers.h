@@ -10,8 +10,9 @@
 namespace OMB::tool {
 
 /// By a process that is made for it. It proves the package and loads the plug-in as always; then,
-/// before the model comes near the engine, it gives up for good all files but those of the package
-/// and of the model, which it may read, and the network, other programs and other processes.
+/// before the model comes near the engine, it gives up for good all files but the proven ones of
+/// the package and those of the model, which it may read, and the network, other programs and other
+/// processes.
 ///
 /// `limit` is how many seconds the process may take for loading, and for each answer. Whatever it
 /// sends is taken for hostile. Operations throw ToolError with the code of what failed in there, or

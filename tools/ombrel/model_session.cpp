@@ -29,12 +29,17 @@ Config makeConfig(const ModelOptions& options, const std::filesystem::path& fold
   return config;
 }
 
-/// What is read from when the plug-in is loaded on: the package, from which the engine opens its
-/// parts when it needs them, the engine's list, and the model.
-std::vector<std::filesystem::path> filesOf(const std::string& base, const Config& config,
-                                           const std::filesystem::path& folder) {
-  return {folder, pathOf(config.GetDataPath() + "plugins.xml"), pathOf(base + ".xml"),
-          pathOf(base + ".bin"), pathOf(base + ".auth")};
+/// What is read from when the plug-in is loaded on: the proven files, which the engine looks for
+/// and opens when it needs them, the engine's list, and the model.
+std::vector<std::filesystem::path> filesOf(const PackageVerifier& package,
+                                           const std::filesystem::path& folder,
+                                           const Config& config, const std::string& base) {
+  std::vector<std::filesystem::path> files = {folder, pathOf(config.GetDataPath() + "plugins.xml")};
+  for (const char* extension : {".xml", ".bin", ".auth"}) files.push_back(pathOf(base + extension));
+  for (const PackageFinding& finding : package.GetFindings()) {
+    files.push_back(folder / pathOf(finding.name));
+  }
+  return files;
 }
 
 /// Why the backend may have refused the pair. It tells no more than that it did.
@@ -60,7 +65,8 @@ ModelSession::ModelSession(ModelOptions& options, const Manifest& manifest)
   const std::filesystem::path folder = pathOf(pluginFolder(options.manifest.string(), manifest));
   const Config config = makeConfig(options, folder);
   const CreateFunction create = loadPlugin(folder);
-  if (options.beforeModel) options.beforeModel(filesOf(options.modelBase, config, folder));
+  if (options.beforeModel)
+    options.beforeModel(filesOf(*package, folder, config, options.modelBase));
   loadModel(create, options, config);
 }
 

@@ -22,6 +22,9 @@ namespace {
 // All that the first kernels with Landlock tell apart. What later ones add the filter refuses.
 constexpr std::uint64_t kAllAccess = (LANDLOCK_ACCESS_FS_MAKE_SYM << 1) - 1;
 
+constexpr std::uint64_t kRead = LANDLOCK_ACCESS_FS_READ_FILE;
+constexpr std::uint64_t kList = LANDLOCK_ACCESS_FS_READ_DIR;
+
 [[noreturn]] void fail(const std::string& what) {
   throw ToolError(ExitCode::Fence, "the fence cannot be closed: " + what);
 }
@@ -40,11 +43,10 @@ void requireOneThread() {
   if (std::distance(begin(threads), end(threads)) != 1) fail("the plug-in has started threads");
 }
 
-void allowReading(const Descriptor& ruleset, const std::filesystem::path& place) {
+void allow(const Descriptor& ruleset, const std::filesystem::path& place, std::uint64_t access) {
   const Descriptor opened(open(place.c_str(), O_PATH | O_CLOEXEC));
   if (!opened) return;  // what is missing is told by who looks for it
-  std::uint64_t access = LANDLOCK_ACCESS_FS_READ_FILE;
-  if (std::filesystem::is_directory(place)) access |= LANDLOCK_ACCESS_FS_READ_DIR;
+  if (!std::filesystem::is_directory(place)) access &= ~kList;
   const landlock_path_beneath_attr rule = {.allowed_access = access, .parent_fd = opened.get()};
   check(syscall(SYS_landlock_add_rule, ruleset.get(), LANDLOCK_RULE_PATH_BENEATH, &rule, 0) == 0,
         "Landlock");
@@ -55,8 +57,10 @@ void fenceFiles(std::span<const std::filesystem::path> readable) {
   const Descriptor ruleset(
       static_cast<int>(syscall(SYS_landlock_create_ruleset, &attributes, sizeof(attributes), 0)));
   check(static_cast<bool>(ruleset), "Landlock");
-  for (const std::filesystem::path& place : readable) allowReading(ruleset, place);
-  for (const char* place : kMachine) allowReading(ruleset, place);
+  for (const std::filesystem::path& place : readable) {
+    allow(ruleset, place, std::filesystem::is_directory(place) ? kList : kRead);
+  }
+  for (const char* place : kMachine) allow(ruleset, place, kRead | kList);
   check(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0, "privileges");
   check(syscall(SYS_landlock_restrict_self, ruleset.get(), 0) == 0, "Landlock");
 }
