@@ -95,6 +95,7 @@ PAIRS = (
     ("throughput/", "within 2 %", lambda c: c["ratio_low"] <= 1.02),
     ("precision/", "", lambda c: None),
     ("check/", "time <= 1.15x", lambda c: c["ratio"] <= 1.15),
+    ("verify/", "not slower", lambda c: c["ratio_low"] <= 1.0),
 )
 
 
