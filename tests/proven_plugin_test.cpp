@@ -169,7 +169,7 @@ TEST(ProvenPlugin, ReadsNoFileAgainThatStayedAsItWas) {
 // Somebody who may write to the folder exchanges the plug-in all the time: what is accepted is
 // always the good one, whatever was mapped.
 TEST(ProvenPlugin, IsTheGoodOneInARaceOfRenames) {
-  constexpr int kLoads = 1000;
+  constexpr std::size_t kLoads = 1000;
   const FixtureFolder folder;
   const std::string good = folder.add("whole"), bad = folder.add("no_create");
   const auto size = static_cast<std::uint32_t>(fs::file_size(good));
@@ -186,8 +186,8 @@ TEST(ProvenPlugin, IsTheGoodOneInARaceOfRenames) {
       fs::rename(*place + ".new", *place);
     }
   });
-  int accepted = 0, hostile = 0;
-  for (int i = 0; i < kLoads; ++i) {
+  std::size_t accepted = 0, hostile = 0;
+  for (std::size_t i = 0; i < kLoads; ++i) {
     const std::string own = folder.path(std::to_string(i));
     manifest.name = manifest.dependencies[0].name = "race" + std::to_string(i) + SUFFIX;
     fs::create_directory(own);
@@ -201,10 +201,10 @@ TEST(ProvenPlugin, IsTheGoodOneInARaceOfRenames) {
       hostile += plugin->GetCreateMethod() == nullptr;
     });
   }
-  EXPECT_EQ(hostile, 0);
-  EXPECT_GT(accepted, 0);
+  EXPECT_EQ(hostile, 0U);
+  EXPECT_GT(accepted, 0U);
   EXPECT_LT(accepted, kLoads);
-  std::printf("%d of %d loads were accepted\n", accepted, kLoads);
+  std::printf("%zu of %zu loads were accepted\n", accepted, kLoads);
 }
 
 TEST(PackageVerifier, WarnsOfWhatOtherUsersMayChange) {
