@@ -4,6 +4,7 @@
 #include "ombrel/image/data_transformer.h"
 #include "ombrel/image/data_types.h"
 #include "ombrel/image/nn_data.h"
+#include "ombrel/image/normalize_image.h"
 #include "ombrel/image/transform_image.h"
 #include "ombrel/model/backend_names.h"
 #include "ombrel/model/config.h"

@@ -17,6 +17,7 @@ enum class ExitCode : int {
   Run = 10,
   Check = 11,
   Package = 12,
+  Trust = 13,
 };
 
 struct ExitMeaning {
@@ -39,6 +40,8 @@ inline constexpr ExitMeaning exitMeanings[] = {
     {ExitCode::Run, "the network does not take the image, or failed on it"},
     {ExitCode::Check, "a dependency was refused, did not load, or runs without a proof"},
     {ExitCode::Package, "a file is not as the manifest has it; nothing was loaded"},
+    {ExitCode::Trust,
+     "the manifest is not signed by the trusted key, or too old; nothing was loaded"},
 };
 
 }  // namespace OMB::tool

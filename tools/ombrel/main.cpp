@@ -86,13 +86,27 @@ void addKeyOptions(CLI::App& app, KeySource& source) {
   variable->excludes(given);
 }
 
+void addPackageOptions(CLI::App& app, PackageOptions& options) {
+  app.add_option("--plugin", options.manifest,
+                 "manifest of the plug-in; " + options.manifest.string() + " unless given")
+      ->type_name("MANIFEST");
+  CLI::Option* const trust =
+      app.add_option("--trust", options.trust,
+                     "the manifest has to be signed by the key whose public half is in this file")
+          ->type_name("PUBLIC");
+  app.add_option("--least-counter", options.leastCounter,
+                 "and its counter may not be lower; 0 unless given")
+      ->needs(trust)
+      ->type_name("N");
+  app.add_flag("--strict", options.strict,
+               "refuse files that other users may change, and libraries that are not listed");
+}
+
 void addModelOptions(CLI::App& app, ModelOptions& options, KeySource& key) {
   app.add_option("MODEL_BASE", options.modelBase, "path of the model pair, without .xml and .bin")
       ->required()
       ->type_name("");
-  app.add_option("--plugin", options.manifest,
-                 "manifest of the backend; " + options.manifest.string() + " unless given")
-      ->type_name("MANIFEST");
+  addPackageOptions(app, options.package);
   app.add_option("--config", options.configFile, "configuration file, which the options override")
       ->type_name("FILE");
   app.add_option("--data-path", options.dataPath,
@@ -168,16 +182,20 @@ Command addSeal(CLI::App& app, SealOptions& options, KeySource& key) {
   };
 }
 
-Command addKeygen(CLI::App& app, std::filesystem::path& modelKey, KeySource&) {
-  app.add_option("--model", modelKey, "new file for the key of a model pair")
-      ->required()
+Command addKeygen(CLI::App& app, KeygenOptions& options, KeySource&) {
+  app.require_option(1);
+  app.add_option("--model", options.model, "new file for the key of a model pair")
       ->type_name("FILE");
-  return [&modelKey] { return keygenCommand(modelKey); };
+  app.add_option("--signing", options.signing,
+                 "new file for a key that signs manifests; its public half comes beside it as "
+                 "FILE.pub")
+      ->type_name("FILE");
+  return [&options] { return keygenCommand(options); };
 }
 
 Command addDigest(CLI::App& app, DigestOptions& options, KeySource&) {
-  app.add_option("LIBRARY", options.libraries, "files to digest, in the order of the manifest")
-      ->required()
+  app.add_option("LIBRARY", options.libraries,
+                 "files to digest, in the order of the manifest; may be left out to sign one")
       ->type_name("");
   addParsed<ByteRange>(
       app, "--range", parseRange, [&options](ByteRange range) { options.range = range; },
@@ -202,14 +220,20 @@ Command addDigest(CLI::App& app, DigestOptions& options, KeySource&) {
   addField("--initialize", options.initialize, "its initialize entry: \"Initialize\"");
   addField("--create", options.create, "its create entry: \"Create\"");
   addField("--model-suffix", options.modelSuffix, "suffix of its models: \".xml\"");
+  app.add_option("--counter", options.counter,
+                 "number that tells a newer manifest from an older one; only goes up")
+      ->needs("--manifest")
+      ->type_name("N");
+  app.add_option("--sign", options.signingKey,
+                 "sign the manifest with the key in this file, as MANIFEST.sig")
+      ->needs("--manifest")
+      ->type_name("KEYFILE");
   return [&options] { return digestCommand(options); };
 }
 
-Command addCheck(CLI::App& app, std::filesystem::path& manifest, KeySource&) {
-  app.add_option("--plugin", manifest,
-                 "manifest of the plug-in; " + manifest.string() + " unless given")
-      ->type_name("MANIFEST");
-  return [&manifest] { return checkCommand(manifest); };
+Command addCheck(CLI::App& app, PackageOptions& options, KeySource&) {
+  addPackageOptions(app, options);
+  return [&options] { return checkCommand(options); };
 }
 
 /// All that the command line can ask for. The commands' options live here.
@@ -223,9 +247,9 @@ class CommandLine {
     add("run", "Run a network on images and show the best classes", addRun, runOptions);
     add("bench", "Measure how fast a network runs", addBench, benchOptions);
     add("seal", "Encrypt a model pair", addSeal, sealOptions);
-    add("keygen", "Make a key for sealing", addKeygen, keyFile);
+    add("keygen", "Make a key for sealing or signing", addKeygen, keygenOptions);
     add("digest", "Digest libraries, for a plug-in's manifest", addDigest, digestOptions);
-    add("check", "Load a plug-in and test its dependencies", addCheck, checkedManifest);
+    add("check", "Load a plug-in and test its dependencies", addCheck, checkOptions);
   }
 
   void setKey(ByteVector given) { key.given = std::move(given); }
@@ -253,9 +277,9 @@ class CommandLine {
   BenchOptions benchOptions;
   SealOptions sealOptions;
   KeySource key;
-  std::filesystem::path keyFile;
+  KeygenOptions keygenOptions;
   DigestOptions digestOptions;
-  std::filesystem::path checkedManifest = defaultManifest();
+  PackageOptions checkOptions;
 };
 
 /// Texts of the engine come in several lines; an error is one.

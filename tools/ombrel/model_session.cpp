@@ -44,25 +44,25 @@ std::string whyNotLoaded(const std::string& base, const std::string& suffix, boo
 }  // namespace
 
 ModelSession::ModelSession(ModelOptions& options)
-    : ModelSession(options, loadManifest(options.manifest)) {}
+    : ModelSession(options, loadManifest(options.package)) {}
 
 ModelSession::ModelSession(ModelOptions& options, const Manifest& manifest)
-    : package(verifyPackage(options.manifest, manifest)), plugin(makePlugin(manifest)) {
-  requireProven(*package);
-  const std::filesystem::path folder = pathOf(pluginFolder(options.manifest.string(), manifest));
+    : plugin(provePackage(options.package, manifest)->MakePlugin()) {
+  const std::filesystem::path folder =
+      pathOf(pluginFolder(options.package.manifest.string(), manifest));
   const Config config = makeConfig(options, folder);
   loadModel(loadPlugin(folder), options, config);
 }
 
 CreateFunction ModelSession::loadPlugin(const std::filesystem::path& folder) {
-  const std::string what = std::string("plug-in ") + plugin.GetName() + " from " + folder.string();
+  const std::string what = std::string("plug-in ") + plugin->GetName() + " from " + folder.string();
   manager.SetPluginsDirectory(folder.string().c_str());
-  const int code = manager.Load(plugin);
+  const int code = manager.Load(*plugin);
   if (code != PLUGIN_OK) {
     throw ToolError(ExitCode::Plugin, "cannot load " + what + ": code " + std::to_string(code) +
                                           ", " + describePluginCode(code));
   }
-  const CreateFunction create = plugin.GetCreateMethod();
+  const CreateFunction create = plugin->GetCreateMethod();
   if (create == nullptr) throw ToolError(ExitCode::Plugin, what + " does not have a create entry");
   return create;
 }
@@ -79,7 +79,7 @@ void ModelSession::loadModel(CreateFunction create, ModelOptions& options, const
     throw ToolError(ExitCode::Model, failure + error.what());
   }
   if (!model->IsLoaded()) {
-    const char* const suffix = plugin.GetModelSuffix();
+    const char* const suffix = plugin->GetModelSuffix();
     throw ToolError(ExitCode::Model,
                     failure + whyNotLoaded(options.modelBase, suffix, !key.empty()));
   }

@@ -21,7 +21,7 @@ namespace OMB::tool {
 /// Which model is to be loaded, and how.
 struct ModelOptions {
   std::string modelBase;
-  std::filesystem::path manifest = defaultManifest();
+  PackageOptions package;
   std::filesystem::path configFile;     ///< empty: none
   std::optional<std::string> dataPath;  ///< overrides the file's, as does:
   std::optional<std::int32_t> threads;
@@ -47,8 +47,7 @@ class ModelSession {
   CreateFunction loadPlugin(const std::filesystem::path& folder);
   void loadModel(CreateFunction create, ModelOptions& options, const Config& config);
 
-  std::unique_ptr<PackageVerifier> package;  // holds the proven files open
-  DynamicPlugin plugin;
+  std::unique_ptr<DynamicPlugin> plugin;
   PluginManager manager;
   std::unique_ptr<INNModel> model;
 };
