@@ -8,6 +8,7 @@ set(OMBREL_KEY_MASK "${OMBREL_DEVELOPMENT_MASK}" CACHE STRING
 set(OMBREL_INFERENCE_PRECISION "" CACHE STRING
     "Precision that the engine computes in: empty for its own choice, or f32")
 set_property(CACHE OMBREL_INFERENCE_PRECISION PROPERTY STRINGS "" f32)
+option(OMBREL_REQUIRE_AUTHENTICATION "Refuse sealed models that have no file of tags beside them" OFF)
 
 if(OMBREL_MODEL_IV STREQUAL OMBREL_DEVELOPMENT_IV OR OMBREL_KEY_MASK STREQUAL OMBREL_DEVELOPMENT_MASK)
   message(STATUS "Model IV or key mask: development default, known to everybody. "
@@ -33,6 +34,10 @@ endfunction()
 
 ombrel_hex_to_bytes(OMBREL_MODEL_IV OMBREL_MODEL_IV_BYTES)
 ombrel_hex_to_bytes(OMBREL_KEY_MASK OMBREL_KEY_MASK_BYTES)
+set(OMBREL_AUTHENTICATION_REQUIRED false)
+if(OMBREL_REQUIRE_AUTHENTICATION)
+  set(OMBREL_AUTHENTICATION_REQUIRED true)
+endif()
 configure_file(${CMAKE_CURRENT_LIST_DIR}/build_constants.h.in
                ${CMAKE_BINARY_DIR}/generated/build_constants.h @ONLY)
 add_library(ombrel_build_constants INTERFACE)
