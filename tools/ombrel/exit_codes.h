@@ -17,6 +17,8 @@ enum class ExitCode : int {
   Run = 10,
   Check = 11,
   Package = 12,
+  NotAuthentic = 13,
+  OtherKey = 14,
 };
 
 struct ExitMeaning {
@@ -39,6 +41,8 @@ inline constexpr ExitMeaning exitMeanings[] = {
     {ExitCode::Run, "the network does not take the image, or failed on it"},
     {ExitCode::Check, "a dependency was refused, did not load, or runs without a proof"},
     {ExitCode::Package, "a file is not as the manifest has it; nothing was loaded"},
+    {ExitCode::NotAuthentic, "a model pair is not the one that was authenticated"},
+    {ExitCode::OtherKey, "the pair's tags were made with another key"},
 };
 
 }  // namespace OMB::tool

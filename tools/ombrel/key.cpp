@@ -7,8 +7,10 @@
 #include <unistd.h>
 #include <utility>
 
+#include "ombrel/platform/crypto.h"
 #include "ombrel/platform/hex.h"
 
+#include "build_constants.h"
 #include "descriptor.h"
 #include "process_memory.h"
 #include "system_calls.h"
@@ -81,6 +83,10 @@ ByteVector parseKey(std::string_view digits) {
   ByteVector key(kKeyBytes);
   if (Utility::decodeHex(digits, key)) return key;
   throw ToolError(ExitCode::BadKey, "the key is not 32 hexadecimal digits");
+}
+
+ByteVector effectiveKey(const ByteVector& key) {
+  return Crypto::effectiveKey(key.data(), static_cast<int>(kKeyBytes), keyMask);
 }
 
 ByteVector takeKey(std::span<char*> arguments) {

@@ -26,6 +26,9 @@ struct KeySource {
 /// digits.
 ByteVector parseKey(std::string_view digits);
 
+/// The key that a caller's bytes stand for: with the build's mask.
+ByteVector effectiveKey(const ByteVector& key);
+
 /// Takes the key out of a command line, where it stands as "--key DIGITS" or "--key=DIGITS": the
 /// digits are overwritten in place, so that neither the parser's copies nor the system's list of
 /// processes hold them any longer. Empty if there is none. Throws as parseKey does.
