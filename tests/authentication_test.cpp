@@ -53,8 +53,7 @@ Pair makePair(std::size_t textSize, std::size_t weightsSize, unsigned char step 
 
 // Made by another program: see docs/authentication.md.
 TEST(Authentication, TagsAreThoseOfTheFormat) {
-  const std::string text = "<net/>";
-  Pair pair{{text.begin(), text.end()}, ByteVector(kMebibyte + 1), {}};
+  Pair pair{{'<', 'n', 'e', 't', '/', '>'}, ByteVector(kMebibyte + 1), {}};
   for (std::size_t i = 0; i < pair.weights.size(); ++i) {
     pair.weights[i] = static_cast<unsigned char>(i * 7);
   }
@@ -64,6 +63,12 @@ TEST(Authentication, TagsAreThoseOfTheFormat) {
       "ec9d6dbbda9def82c452500d68518006b64c4cbdcf455c2c734b198453e14ac8"
       "96ef37ed1cef46222dc0a59bd9cb33d7ba1b41685899809a3372e5f25b306e12");
   EXPECT_TRUE(pair.verify().IsAuthentic());
+
+  Pair empty{{}, {}, {pair.tags.begin(), pair.tags.begin() + 60}};
+  const ByteVector rest =
+      test::fromHex("0000000000000000000000000000000017697fe5aec28f884e40980efa6b7ab8");
+  empty.tags.insert(empty.tags.end(), rest.begin(), rest.end());
+  EXPECT_TRUE(empty.verify().IsAuthentic());
 }
 
 TEST(Authentication, ProvesFilesOfEveryLengthWhateverPiecesTheyCameIn) {
