@@ -443,7 +443,7 @@ TEST_F(Sealed, NoChangeOfAPairWithTagsIsLoaded) {
         << suffix << " " << bit;
     folder.write("sealed" + suffix, whole);
   }
-  for (const std::size_t size : {15, 16, 17}) {
+  for (const std::size_t size : {15U, 16U, 17U}) {
     EXPECT_EQ(refusal(sealed, ByteVector(size, 1)).error,
               sealed + ".auth was made with another key, or its first bytes were changed\n");
   }

@@ -1,12 +1,11 @@
 #include "model/tag_format.h"
 
 #include <algorithm>
-#include <string_view>
 
 namespace OMB {
 namespace {
 
-constexpr std::string_view kMagic = "OMBRAUTH";
+constexpr std::array<unsigned char, 8> kMagic = {'O', 'M', 'B', 'R', 'A', 'U', 'T', 'H'};
 constexpr std::uint32_t kVersion = 1;
 
 // Little-endian on every machine.

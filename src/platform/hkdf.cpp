@@ -11,7 +11,8 @@ system::Status deriveKey(std::span<const unsigned char> key, std::span<const uns
   ByteVector extracted(derived.size());
   const system::Status status = system::hmacSha256(salt, key, extracted.data());
   if (status < 0) return status;
-  ByteVector round(info.begin(), info.end());
+  ByteVector round;
+  for (const char character : info) round.push_back(static_cast<unsigned char>(character));
   round.push_back(1);  // the round's number
   return system::hmacSha256(extracted, round, derived.data());
 }
