@@ -439,8 +439,8 @@ TEST_F(Sealed, NoChangeOfAPairWithTagsIsLoaded) {
     folder.write("sealed" + suffix, changed);
     const Printed printed = refusal(sealed, key);
     EXPECT_EQ(printed.out, "");
-    EXPECT_THAT(printed.error, testing::MatchesRegex(".*/sealed[.](xml|bin|auth) [^\n]*\n"))
-        << suffix << " " << bit;
+    EXPECT_THAT(printed.error, testing::StartsWith(sealed + ".")) << suffix << " " << bit;
+    EXPECT_EQ(printed.error.find('\n'), printed.error.size() - 1);
     folder.write("sealed" + suffix, whole);
   }
   for (const std::size_t size : {15U, 16U, 17U}) {
