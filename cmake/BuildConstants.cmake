@@ -8,6 +8,7 @@ set(OMBREL_KEY_MASK "${OMBREL_DEVELOPMENT_MASK}" CACHE STRING
 set(OMBREL_INFERENCE_PRECISION "" CACHE STRING
     "Precision that the engine computes in: empty for its own choice, or f32")
 set_property(CACHE OMBREL_INFERENCE_PRECISION PROPERTY STRINGS "" f32)
+option(OMBREL_REQUIRE_AUTHENTICATION "Refuse sealed models that have no file of tags beside them" OFF)
 
 set(OMBREL_TRUSTED_KEY "" CACHE STRING
     "Ed25519 public key, 64 hex digits, by which every manifest has to be signed; empty: no signature is asked for")
@@ -48,6 +49,10 @@ set(OMBREL_TRUSTED_KEY_BYTES "")
 if(OMBREL_TRUSTED_KEY)
   set(OMBREL_HAS_TRUSTED_KEY true)
   ombrel_hex_to_bytes(OMBREL_TRUSTED_KEY 64 OMBREL_TRUSTED_KEY_BYTES)
+endif()
+set(OMBREL_AUTHENTICATION_REQUIRED false)
+if(OMBREL_REQUIRE_AUTHENTICATION)
+  set(OMBREL_AUTHENTICATION_REQUIRED true)
 endif()
 configure_file(${CMAKE_CURRENT_LIST_DIR}/build_constants.h.in
                ${CMAKE_BINARY_DIR}/generated/build_constants.h @ONLY)

@@ -94,6 +94,8 @@ PAIRS = (
     ("create/", "time <= 1.1x, peak <= peer + weights",
      lambda c: c["ratio"] <= 1.1 and c["ours_peak_MiB"] <= c["peer_peak_MiB"] + c["weights_MiB"]),
     ("first_load/", "time <= 1.1x", lambda c: c["ratio"] <= 1.1),
+    ("authenticate/", "adds <= 1.2x GMAC, peak as without",
+     lambda c: c["ours_s"] - c["peer_s"] <= 1.2 * c["limit_s"] and c["ours_peak_MiB"] <= c["peer_peak_MiB"] + 2),
     ("create_runner/", "time <= 1.1x", lambda c: c["ratio"] <= 1.1),
     ("run_filled/classifier", "within 1 %", lambda c: c["ratio_low"] <= 1.01),
     ("run_filled/one_node", "less than 1 us more", lambda c: c["ours_s"] - c["peer_s"] < 1e-6),
@@ -116,7 +118,7 @@ def pair_rows(benchmarks):
             what += f", peak {c['ours_peak_MiB']:.0f} MiB ({c['peer_peak_MiB']:.0f})"
         if "largest_difference" in c:
             what += f", outputs differ by up to {c['largest_difference']:.3f}"
-        limit_name = {"check": "SHA-256"}.get(subject, "AES" if "sealed" in case else "copy")
+        limit_name = {"check": "SHA-256", "authenticate": "GMAC"}.get(subject, "AES" if "sealed" in case else "copy")
         # The pair's own ratio is steadier than that of the two medians.
         yield Row(what, c["ours_s"], c["ours_s"] / c["ratio"], peer, c.get("limit_s"), limit_name, asked, met, half)
 

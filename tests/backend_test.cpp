@@ -10,6 +10,7 @@
 
 #include <gmock/gmock.h>
 
+#include "backend/authentication.h"
 #include "backend/openvino_model.h"
 #include "backend/openvino_runner.h"
 #include "backend_fixture.h"
@@ -422,6 +423,40 @@ TEST_F(Sealed, MutantsEndInRefusalOrInTheLengthError) {
       refused, tooLong, loaded[flipText], loaded[flipWeights], loaded[cut], loaded[extend],
       loaded[otherIv]);
   for (const Kind kind : {swap, wrongKey, shortKey, otherIv}) EXPECT_EQ(loaded[kind], 0) << kind;
+}
+
+// With tags there is one, and nothing is deciphered before it has passed.
+TEST_F(Sealed, NoChangeOfAPairWithTagsIsLoaded) {
+  tool::sealPair(pair("clear", scalingNetwork("1,3"), std::string(64, '\1')), sealed, key);
+  ASSERT_TRUE(load(sealed, key)->IsLoaded());
+  std::mt19937 random(4711);
+  for (int i = 0; i < 1000; ++i) {
+    const std::string suffix = std::vector{".xml", ".bin", ".auth"}[random() % 3];
+    const std::string whole = test::contentsOf(sealed + suffix);
+    std::string changed = whole;
+    const std::size_t bit = random() % (8 * whole.size());
+    changed[bit / 8] ^= static_cast<char>(1 << bit % 8);
+    folder.write("sealed" + suffix, changed);
+    const Printed printed = refusal(sealed, key);
+    EXPECT_EQ(printed.out, "");
+    EXPECT_THAT(printed.error, testing::StartsWith(sealed + ".")) << suffix << " " << bit;
+    EXPECT_EQ(printed.error.find('\n'), printed.error.size() - 1);
+    folder.write("sealed" + suffix, whole);
+  }
+  for (const std::size_t size : {15U, 16U, 17U}) {
+    EXPECT_EQ(refusal(sealed, ByteVector(size, 1)).error,
+              sealed + ".auth was made with another key, or its first bytes were changed\n");
+  }
+}
+
+TEST_F(Sealed, TagsAreMissedOnlyWhereTheyAreRequired) {
+  const ByteVector bytes(1);
+  EXPECT_NO_THROW(requireAuthentic(sealed, bytes, bytes, key, false));
+  expectThrow<InferenceEngine::GeneralError>(
+      [&] { requireAuthentic(sealed, bytes, bytes, key, true); },
+      (sealed + ".auth cannot be opened").c_str());
+  folder.write("sealed.auth", "");
+  EXPECT_THAT(refusal(sealed, key).error, testing::HasSubstr("does not hold tags"));
 }
 
 TEST(InputInfo, WithoutDataRaises) {

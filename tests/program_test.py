@@ -16,7 +16,8 @@ import time
 import unittest
 
 KEY = "0102030405060708090A0b0c0d0e0f10"
-SUCCESS, USAGE, BAD_KEY, FILE, IMAGE, MANIFEST, PLUGIN, MODEL, RUNNER, RUN, CHECK, PACKAGE, TRUST = 0, *range(2, 14)
+(SUCCESS, USAGE, BAD_KEY, FILE, IMAGE, MANIFEST, PLUGIN, MODEL, RUNNER, RUN, CHECK, PACKAGE, TRUST, NOT_AUTHENTIC,
+ OTHER_KEY) = 0, *range(2, 16)
 PLAIN = "--size 4x2 --plugin m.json"
 
 
@@ -327,6 +328,20 @@ class Program(unittest.TestCase):
         self.assertEqual(len(sealed[0]), 16)
         self.assertEqual(*sealed)
         self.assertNotIn(KEY, self.out + self.error)
+
+        self.succeed(f"authenticate net --key {KEY}")
+        for base, form in (("new", "sealed"), ("net", "in the clear")):
+            self.succeed(f"verify {base} --key {KEY}")
+            self.assertEqual(self.out, f"{base} is the pair that was authenticated, {form}\n")
+            for change, code, message in (
+                    ("bin", NOT_AUTHENTIC, f"{base}.bin was changed in MiB 0"), ("auth", FILE, "cannot be opened")):
+                file = self.folder / f"{base}.{change}"
+                whole = file.read_bytes()
+                file.unlink() if change == "auth" else file.write_bytes(whole[:-1] + b"?")
+                self.assertEqual(self.run_program(f"verify {base} --key {KEY}"), code)
+                self.assertIn(message, self.error)
+                file.write_bytes(whole)
+            self.assertEqual(self.run_program(f"verify {base} --key {KEY[::-1]}"), OTHER_KEY)
 
         self.succeed(f"bench net --runners 3 --seconds 0.05 --json j {PLAIN}")
         self.assertIn("3 runners", self.out)

@@ -6,6 +6,7 @@
 #include "ombrel/image/nn_data.h"
 #include "ombrel/image/normalize_image.h"
 #include "ombrel/image/transform_image.h"
+#include "ombrel/model/authentication.h"
 #include "ombrel/model/backend_names.h"
 #include "ombrel/model/config.h"
 #include "ombrel/model/entry_points.h"

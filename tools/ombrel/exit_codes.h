@@ -18,6 +18,8 @@ enum class ExitCode : int {
   Check = 11,
   Package = 12,
   Trust = 13,
+  NotAuthentic = 14,
+  OtherKey = 15,
 };
 
 struct ExitMeaning {
@@ -42,6 +44,8 @@ inline constexpr ExitMeaning exitMeanings[] = {
     {ExitCode::Package, "a file is not as the manifest has it; nothing was loaded"},
     {ExitCode::Trust,
      "the manifest is not signed by the trusted key, or too old; nothing was loaded"},
+    {ExitCode::NotAuthentic, "a model pair is not the one that was authenticated"},
+    {ExitCode::OtherKey, "the pair's tags were made with another key"},
 };
 
 }  // namespace OMB::tool

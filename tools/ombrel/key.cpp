@@ -7,8 +7,10 @@
 #include <unistd.h>
 #include <utility>
 
+#include "ombrel/platform/crypto.h"
 #include "ombrel/platform/hex.h"
 
+#include "build_constants.h"
 #include "descriptor.h"
 #include "files.h"
 #include "process_memory.h"
@@ -90,6 +92,10 @@ PublicKey readPublicKey(const std::filesystem::path& file) {
   PublicKey key;
   if (Utility::decodeHex(digits, key)) return key;
   throw ToolError(ExitCode::BadKey, file.string() + " is no public key of 64 hexadecimal digits");
+}
+
+ByteVector effectiveKey(const ByteVector& key) {
+  return Crypto::effectiveKey(key.data(), static_cast<int>(kKeyBytes), keyMask);
 }
 
 ByteVector takeKey(std::span<char*> arguments) {

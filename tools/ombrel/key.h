@@ -35,6 +35,9 @@ ByteVector readKeyFile(const std::filesystem::path& file, std::size_t size);
 /// The public half of a signing key. Throws ToolError.
 PublicKey readPublicKey(const std::filesystem::path& file);
 
+/// The key that a caller's bytes stand for: with the build's mask.
+ByteVector effectiveKey(const ByteVector& key);
+
 /// Takes the key out of a command line, where it stands as "--key DIGITS" or "--key=DIGITS": the
 /// digits are overwritten in place, so that neither the parser's copies nor the system's list of
 /// processes hold them any longer. Empty if there is none. Throws as parseKey does.

@@ -21,6 +21,7 @@ inline bool lexical_cast(const std::string& text, std::filesystem::path& path) {
 #include <CLI/CLI.hpp>
 
 #include "arguments.h"
+#include "authenticate_command.h"
 #include "bench_command.h"
 #include "check_command.h"
 #include "digest_command.h"
@@ -30,6 +31,7 @@ inline bool lexical_cast(const std::string& text, std::filesystem::path& path) {
 #include "run_command.h"
 #include "seal_command.h"
 #include "tool_error.h"
+#include "verify_command.h"
 
 namespace OMB::tool {
 namespace {
@@ -167,6 +169,11 @@ Command addBench(CLI::App& app, BenchOptions& options, KeySource& key) {
   };
 }
 
+ByteVector fetchRequiredKey(KeySource& key) {
+  if (!key.isSet()) throw CLI::RequiredError("one of --key-file, --key-env and --key");
+  return fetchKey(key);
+}
+
 Command addSeal(CLI::App& app, SealOptions& options, KeySource& key) {
   app.add_option("IN_BASE", options.inBase, "path of the pair in the clear, without .xml and .bin")
       ->required()
@@ -176,9 +183,31 @@ Command addSeal(CLI::App& app, SealOptions& options, KeySource& key) {
       ->type_name("");
   addKeyOptions(app, key);
   return [&] {
-    if (!key.isSet()) throw CLI::RequiredError("one of --key-file, --key-env and --key");
-    options.key = fetchKey(key);
+    options.key = fetchRequiredKey(key);
     return sealCommand(options);
+  };
+}
+
+void addProvenPair(CLI::App& app, std::string& base, KeySource& key) {
+  app.add_option("MODEL_BASE", base, "path of the model pair, without .xml and .bin")
+      ->required()
+      ->type_name("");
+  addKeyOptions(app, key);
+}
+
+Command addVerify(CLI::App& app, VerifyOptions& options, KeySource& key) {
+  addProvenPair(app, options.base, key);
+  return [&] {
+    options.key = fetchRequiredKey(key);
+    return verifyCommand(options);
+  };
+}
+
+Command addAuthenticate(CLI::App& app, AuthenticateOptions& options, KeySource& key) {
+  addProvenPair(app, options.base, key);
+  return [&] {
+    options.key = fetchRequiredKey(key);
+    return authenticateCommand(options);
   };
 }
 
@@ -246,7 +275,10 @@ class CommandLine {
     app.set_version_flag("--version", "ombrel " OMBREL_VERSION);
     add("run", "Run a network on images and show the best classes", addRun, runOptions);
     add("bench", "Measure how fast a network runs", addBench, benchOptions);
-    add("seal", "Encrypt a model pair", addSeal, sealOptions);
+    add("seal", "Encrypt a model pair, and make its tags", addSeal, sealOptions);
+    add("verify", "Prove a model pair by its tags, without loading it", addVerify, verifyOptions);
+    add("authenticate", "Make the tags of a model pair in the clear", addAuthenticate,
+        authenticateOptions);
     add("keygen", "Make a key for sealing or signing", addKeygen, keygenOptions);
     add("digest", "Digest libraries, for a plug-in's manifest", addDigest, digestOptions);
     add("check", "Load a plug-in and test its dependencies", addCheck, checkOptions);
@@ -276,6 +308,8 @@ class CommandLine {
   RunOptions runOptions;
   BenchOptions benchOptions;
   SealOptions sealOptions;
+  VerifyOptions verifyOptions;
+  AuthenticateOptions authenticateOptions;
   KeySource key;
   KeygenOptions keygenOptions;
   DigestOptions digestOptions;

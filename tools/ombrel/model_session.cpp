@@ -4,11 +4,13 @@
 #include <new>
 #include <utility>
 
+#include "ombrel/model/authentication.h"
 #include "ombrel/model/config.h"
 #include "ombrel/model/entry_points.h"
 #include "ombrel/platform/file_utils.h"
 #include "ombrel/plugin/return_codes.h"
 
+#include "build_constants.h"
 #include "system_calls.h"
 #include "tool_error.h"
 
@@ -37,6 +39,10 @@ std::string whyNotLoaded(const std::string& base, const std::string& suffix, boo
     return file + " is missing or empty" +
            (hasSuffix ? "; name the model without " + suffix : std::string());
   }
+  // The backend has said on standard error what it found.
+  const bool hasTags = Utility::fileSize(base + kTagsSuffix) >= 0;
+  if (hasKey && (hasTags || authenticationRequired))
+    return "it was refused, as the line above says";
   return hasKey ? "the engine refuses it; the key may be the wrong one"
                 : "the engine refuses it; if it is sealed, it needs its key";
 }
