@@ -135,7 +135,7 @@ void write(const std::string& text, const DigestOptions& options) {
     const system::Signature signature = signText(text, options.signingKey);
     PendingFile signatureFile(signaturePlace);
     signatureFile.write(std::as_bytes(std::span(signature)));
-    commitPair(signatureFile, file);
+    commitTogether({&signatureFile, &file});
     return;
   }
   file.commit();

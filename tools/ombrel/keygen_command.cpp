@@ -13,6 +13,7 @@
 #include "key.h"
 #include "process_memory.h"
 #include "signing.h"
+#include "system/random.h"
 #include "system_calls.h"
 #include "tool_error.h"
 
@@ -21,7 +22,7 @@ namespace {
 
 ByteVector makeKey(std::size_t size) {
   ByteVector key(size);
-  if (fillWithRandom(key)) return key;
+  if (system::fillWithRandom(key) >= 0) return key;
   throw ToolError(ExitCode::Failure, "the system has no random numbers");
 }
 
