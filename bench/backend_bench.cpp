@@ -18,6 +18,7 @@
 #include <openvino/openvino.hpp>
 
 #include "ombrel/image/transform_image.h"
+#include "ombrel/model/nn_siblings.h"
 
 #include "build_constants.h"
 #include "image_file.h"
@@ -53,6 +54,21 @@ void registerRunnerConstruction(const Workspace& files, const std::string& class
         });
   };
   benchmark::RegisterBenchmark("create_runner/classifier/compile_model", measure)
+      ->UseManualTime()
+      ->Iterations(25);
+}
+
+// Runners that share a compilation beside those that do not.
+void registerSiblings(const Workspace& files, const std::string& classifier) {
+  const auto measure = [=, &files](benchmark::State& state) {
+    const auto model = create(classifier, false, files.dataPath());
+    const std::unique_ptr<INNRunner> first(model->CreateRunner());
+    auto& siblings = dynamic_cast<INNSiblings&>(*first);
+    measurePair(
+        state, [&] { std::unique_ptr<INNRunner>(siblings.CreateSibling()); },
+        [&] { std::unique_ptr<INNRunner>(model->CreateRunner()); });
+  };
+  benchmark::RegisterBenchmark("create_sibling/classifier/create_runner", measure)
       ->UseManualTime()
       ->Iterations(25);
 }
@@ -250,6 +266,7 @@ int main(Arguments arguments) {
   const Workspace files;
   writeTinyModel(files.base("tiny"));
   registerRunnerConstruction(files, demo + "/classifier");
+  registerSiblings(files, demo + "/classifier");
   registerFilledRun(files, demo + "/classifier", "classifier", 1, 300);
   registerFilledRun(files, files.base("tiny"), "one_node", 1000, 100);
   registerPhotoRun(files, demo);

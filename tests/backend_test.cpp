@@ -10,6 +10,8 @@
 
 #include <gmock/gmock.h>
 
+#include "ombrel/model/model_buffers.h"
+
 #include "backend/authentication.h"
 #include "backend/openvino_model.h"
 #include "backend/openvino_runner.h"
@@ -20,6 +22,8 @@ extern "C" void Initialize();
 
 namespace OMB {
 namespace {
+
+using namespace std::string_literals;
 
 using ImageUtils::ELayoutType;
 using test::counted;
@@ -34,6 +38,10 @@ using test::scalingNetwork;
 using test::viewOf;
 
 using Backend = test::BackendTest;
+
+std::unique_ptr<INNRunner> siblingOf(INNRunner& runner) {
+  return std::unique_ptr<INNRunner>(dynamic_cast<INNSiblings&>(runner).CreateSibling());
+}
 
 /// Calls have to throw, with just this text.
 template <typename Exception>
@@ -110,6 +118,54 @@ TEST_F(Backend, TextsHaveToStartAsXmlDoes) {
   EXPECT_EQ(refusal(pair("model", "<nut/>" + root)).error,
             "The root of the network's text is 'nut' and not 'net'\n");
   EXPECT_EQ(refusal(pair("model", "<net/>")).error, "The network has no input or no output\n");
+}
+
+// What other readers of the engine would look for, and a root that is not where it seems to be.
+TEST_F(Backend, TextsOfOtherKindsDoNotReachTheEngine) {
+  const std::string whole = doublingNetwork("1,3");
+  const std::string root = whole.substr(whole.find("<net"));
+  for (const std::string& text :
+       {std::string("\x08\x07\x12\x07pytorch\x1A\x03"
+                    "2.0:\x10\x0A\x01x\x12\x01y\"\x03"
+                    "Add"),
+        std::string("\n\x0E\n\x01x\x12\x0BPlaceholder"), std::string("\x1C\0\0\0TFL3", 8),
+        std::string("\0", 1), std::string("\0\0\0\0", 4) + root, "<!--" + root + "-->",
+        "<!--" + root, "<![CDATA[" + root + "]]>", "<?xml " + root + "?>",
+        "<!DOCTYPE net [" + root + "]>", "< net/>"s, "{\"net\":1}"s}) {
+    EXPECT_EQ(refusal(pair("other", text)).error, "The network's text does not start as XML does\n")
+        << text;
+  }
+  for (const char* name : {"network", "Net", "ne", "a:net"}) {
+    const std::string text = "<" + std::string(name) + ">" + root + "</" + name + ">";
+    EXPECT_EQ(refusal(pair("other", text)).error,
+              "The root of the network's text is '" + std::string(name) + "' and not 'net'\n");
+  }
+  EXPECT_TRUE(load(pair("commented", "<!-- <net/> -->" + root))->IsLoaded());
+}
+
+// The engine refuses two of them inside each other already, and crashes on some thousand.
+TEST_F(Backend, BodiesInBodiesAreRefusedBeforeTheyOverflowTheStack) {
+  const std::string told = "The network's text nests bodies more than 64 deep\n";
+  const auto nested = [](int depth, const std::string& body) {
+    std::string start, end;
+    for (int i = 0; i < depth; ++i) {
+      start += "<layer id=\"1\" name=\"l\" type=\"If\" version=\"opset8\"><" + body + "><layers>";
+      end += "</layers></" + body + "></layer>";
+    }
+    return "<net name=\"n\" version=\"11\"><layers>" + start + end + "</layers></net>";
+  };
+  for (const char* body : {"body", "then_body", "else_body"}) {
+    EXPECT_NE(refusal(pair("deep", nested(64, body))).error, told);
+    for (const int depth : {65, 3000, 30000}) {
+      EXPECT_EQ(refusal(pair("deep", nested(depth, body))).error, told) << body << depth;
+    }
+  }
+  EXPECT_EQ(refusal(pair("deep", widened(nested(3000, "body"), 2, true, true))).error, told);
+  // Side by side there may be as many as a network needs.
+  std::string many = doublingNetwork("1,3");
+  std::string apart;
+  for (int i = 0; i < 1000; ++i) apart += "<body><layers/></body>";
+  EXPECT_TRUE(load(pair("wide", many.insert(many.find("</net>"), apart)))->IsLoaded());
 }
 
 // The engine reads them, so their start is told from another initialisation vector as well.
@@ -317,6 +373,98 @@ TEST_F(Running, RunnersOutliveTheirModelAndWorkAtTheSameTime) {
   expectDoubles(*runner, 24);
 }
 
+// Inputs of three types and outputs of two, one of which only the data settle.
+std::string manyTensors() {
+  test::NetworkWriter many;
+  const auto image = many.input("image", "4,2,1,3", "u8", "[N,H,W,C]");
+  const auto ids = many.input("ids", "5", "i64"), flags = many.input("flags", "2", "boolean");
+  many.output(many.add("NonZero", "where", "output_type=\"i64\"", {ids}));
+  many.output(many.add("LogicalNot", "not", "", {flags}));
+  many.output(ids);  // as it is, under its own name
+  addTwice(many, image, "double");
+  std::string text = many.text();
+  text[text.find("opset1", text.find("NonZero")) + 5] = '3';  // which is the first to have it
+  return text;
+}
+
+TEST_F(Backend, TellsAndReachesEveryInputAndOutputByName) {
+  using Shape = std::vector<std::size_t>;
+  const auto model = load(pair("many", manyTensors()));
+  ASSERT_TRUE(model->IsLoaded());
+  auto& description = dynamic_cast<INNDescription&>(*model);
+  for (int i = 0; i < 2; ++i) {  // also after a runner has changed the network in the engine
+    const auto inputs = description.GetInputs(), outputs = description.GetOutputs();
+    ASSERT_EQ(inputs.size() + outputs.size(), 7U);
+    const std::tuple<NNTensorInfo, std::string, ETensorType, Shape> told[] = {
+        {inputs[0], "flags", ETensorType::FP32, {2}},
+        {inputs[1], "ids", ETensorType::I64, {5}},
+        {inputs[2], "image", ETensorType::U8, {1, 2, 1, 3}},
+        {outputs[0], "double", ETensorType::FP32, {1, 2, 1, 3}},
+        {outputs[1], "ids", ETensorType::I64, {5}},
+        {outputs[2], "not", ETensorType::BOOLEAN, {2}},
+        {outputs[3], "where", ETensorType::I64, {1, 0}}};
+    for (const auto& [info, name, type, shape] : told) {
+      EXPECT_EQ(info.name, name);
+      EXPECT_EQ(info.type, type) << name;
+      EXPECT_EQ(info.shape, shape) << name;
+    }
+    runnerOf(*model);
+  }
+
+  const auto runner = runnerOf(*model);
+  auto& tensors = dynamic_cast<INNTensors&>(*runner);
+  for (const char* name : {"double", "", "IMAGE"}) {
+    EXPECT_EQ(tensors.GetInput(name).data, nullptr) << name;
+  }
+  EXPECT_EQ(tensors.GetOutput("image").data, nullptr);
+  EXPECT_EQ(tensors.GetInput("flags").data, runner->GetInputBuffer());
+  EXPECT_EQ(tensors.GetInput("ids").bytes, 40U);
+  std::vector<float> flags = {1, 0};
+  for (const std::vector<std::int64_t>& ids :
+       {std::vector<std::int64_t>{0, 7, 0, 7, 7}, {1, 0, 0, 0, 0}}) {
+    std::memcpy(tensors.GetInput("ids").data, ids.data(), 40);
+    NNData image = viewOf(flags);
+    EXPECT_EQ(runner->Run(&image), tensors.GetOutput("double").data);
+    const NNTensor where = tensors.GetOutput("where"), no = tensors.GetOutput("not");
+    const auto count = static_cast<std::size_t>(5 - std::count(ids.begin(), ids.end(), 0));
+    EXPECT_EQ(where.shape, (Shape{1, count}));
+    EXPECT_EQ(where.bytes, 8 * count);
+    EXPECT_EQ(static_cast<std::int64_t*>(where.data)[count - 1], count == 1 ? 0 : 4);
+    EXPECT_EQ(static_cast<unsigned char*>(no.data)[1], 1);
+    EXPECT_EQ(std::memcmp(tensors.GetOutput("ids").data, ids.data(), 40), 0);
+  }
+}
+
+TEST_F(Backend, WhatIsNotLoadedHasNoTensorsAndNoReadySibling) {
+  const auto model = load(folder / "nothing");
+  const auto runner = runnerOf(*model);
+  EXPECT_TRUE(dynamic_cast<INNDescription&>(*model).GetInputs().empty());
+  EXPECT_TRUE(dynamic_cast<INNDescription&>(*model).GetOutputs().empty());
+  EXPECT_EQ(dynamic_cast<INNTensors&>(*runner).GetInput("x").data, nullptr);
+  EXPECT_EQ(dynamic_cast<INNTensors&>(*runner).GetOutput("x").data, nullptr);
+  EXPECT_FALSE(siblingOf(*runner)->IsReady());
+}
+
+TEST_F(Running, SiblingsHaveTheirOwnMemoryAndOutliveTheFirst) {
+  auto one = siblingOf(*runner), other = siblingOf(*one);
+  ASSERT_TRUE(one->IsReady() && other->IsReady());
+  EXPECT_NE(one->GetInputBuffer(), other->GetInputBuffer());
+  model.reset();
+  runner.reset();
+  std::vector<float> kept = counted(24);
+  NNData image = viewOf(kept);
+  const auto* output = static_cast<const float*>(one->Run(&image));
+  std::thread second([&] {
+    for (int i = 0; i < 200; ++i) {
+      expectDoubles(*other, 24);
+      EXPECT_TRUE(siblingOf(*other)->IsReady());
+    }
+  });
+  for (int i = 0; i < 200; ++i) expectDoubles(*siblingOf(*one), 24);
+  second.join();
+  EXPECT_EQ(output[23], 48.0F);
+}
+
 class Sealed : public test::BackendTest {
  protected:
   Sealed() : clear(pair("clear", doublingNetwork("1,3"))) { seal(clear); }
@@ -334,6 +482,55 @@ TEST_F(Sealed, LoadsWithItsKeyOnly) {
   std::unique_ptr<INNModel> open(Create({clear.c_str(), nullptr, -5, config()}));
   EXPECT_TRUE(open->IsLoaded());
   EXPECT_THAT(refusal(sealed).error, testing::EndsWith("\n"));
+}
+
+ModelBuffers::Bytes bytesOf(const std::string& text) {
+  return {reinterpret_cast<const unsigned char*>(text.data()), text.size()};
+}
+
+TEST_F(Sealed, BuffersStandForThePairWhileTheyAreEntered) {
+  tool::sealPair(pair("clear", doublingNetwork("1,3"), "x"), sealed, key);
+  const std::string text = test::contentsOf(sealed + ".xml");
+  const std::string weights = test::contentsOf(sealed + ".bin");
+  const std::string tags = test::contentsOf(sealed + ".auth");
+  const std::string name = pair("both", "no network at all");  // the buffers come first
+  std::unique_ptr<INNModel> model;
+  {
+    const ModelBuffers entered(name, {bytesOf(text), bytesOf(weights), bytesOf(tags)});
+    const ModelBuffers forged("forged", {bytesOf(text), bytesOf(text), bytesOf(tags)});
+    EXPECT_THAT(refusal("forged", key).error, testing::StartsWith("forged.bin "));
+    const ModelBuffers half("half", {bytesOf(text), {}});
+    model = load(name, key);
+    EXPECT_FALSE(load("half", key)->IsLoaded());
+    EXPECT_FALSE(load("Half", key)->IsLoaded());
+    EXPECT_EQ(modelFileSize(name, ".auth"), static_cast<std::int64_t>(tags.size()));
+    for (const char* extension : {".bin", ".auth", ".else"}) {
+      EXPECT_EQ(modelFileSize("half", extension), -1) << extension;
+    }
+    std::string read = "123456789";
+    readModelFile(name, ".auth", read.data(), 4);
+    EXPECT_EQ(read, "OMBR56789");
+    for (const std::string& refused : {name, std::string(), std::string("a\0b", 3)}) {
+      EXPECT_THROW(ModelBuffers(refused, {}), std::invalid_argument);
+    }
+  }
+  ASSERT_TRUE(model->IsLoaded());
+  expectDoubles(*runnerOf(*model), 3);
+  EXPECT_EQ(modelFileSize(name, ".auth"), -1);
+  refusal(name);  // the file's text
+}
+
+TEST_F(Sealed, BuffersComeAndGoWhileOthersLoad) {
+  const std::string text = doublingNetwork("1,3");
+  const auto work = [&](const std::string& name) {
+    for (int i = 0; i < 20; ++i) {
+      const ModelBuffers entered(name, {bytesOf(text), bytesOf(text)});
+      EXPECT_TRUE(load(name)->IsLoaded());
+    }
+  };
+  std::thread other(work, "one");
+  work("other");
+  other.join();
 }
 
 TEST_F(Sealed, KeysThatCannotBeAreRefusedForBothFiles) {

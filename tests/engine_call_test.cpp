@@ -215,6 +215,23 @@ ov_status_e ov_tensor_get_byte_size(const ov_tensor_t*, size_t* size) {
   *size = sizeof(memory);
   return answer("ov_tensor_get_byte_size");
 }
+ov_status_e ov_tensor_get_element_type(const ov_tensor_t*, ov_element_type_e* type) {
+  *type = I64;
+  return answer("ov_tensor_get_element_type");
+}
+ov_status_e ov_tensor_get_shape(const ov_tensor_t*, ov_shape_t* shape) {
+  const ov_status_e status = answer("ov_tensor_get_shape");
+  if (status != OK) return status;
+  const OMB::test::Spared spared;
+  ++liveObjects;
+  *shape = {2, new std::int64_t[2]{3, 4}};
+  return OK;
+}
+ov_status_e ov_shape_free(ov_shape_t* shape) {
+  liveObjects -= shape->dims != nullptr;
+  delete[] shape->dims;
+  return OK;
+}
 
 namespace OMB {
 namespace {
@@ -246,11 +263,18 @@ IE::InferRequest requestOf(IE::Core& core, const IE::CNNNetwork& network) {
 void road() {
   IE::InferRequest request = [] {
     IE::Core core("a list that is not there");
-    return requestOf(core, readAndSet(core));
+    const IE::CNNNetwork network = readAndSet(core);
+    EXPECT_EQ(network.getInputDims("x"), (IE::SizeVector{4, 3, 1, 2}));
+    return requestOf(core, network);
   }();
   ASSERT_EQ(request.GetBlob("x")->byteSize(), sizeof(memory));
   request.Infer();
   ASSERT_EQ(request.GetBlob("y")->rmap().as<const void*>(), memory);
+  EXPECT_FALSE(request.FindOutput("x") || request.FindInput("y") || request.FindInput("z"));
+  const IE::Memory output = request.FindOutput("y").value();
+  EXPECT_EQ(output.blob->byteSize(), sizeof(memory));
+  EXPECT_EQ(output.desc.getPrecision(), IE::Precision::I64);
+  EXPECT_EQ(output.desc.getDims(), (IE::SizeVector{3, 4}));
 }
 
 class EngineCall : public testing::Test {

@@ -85,6 +85,10 @@ OutputsDataMap CNNNetwork::getOutputsInfo() const {
   const Use use("getOutputsInfo");
   return impl->outputs;
 }
+SizeVector CNNNetwork::getInputDims(const std::string& name) const {
+  const Use use("getInputDims");
+  return impl->inputs.at(name)->getTensorDesc().getDims();
+}
 InferRequest ExecutableNetwork::CreateInferRequest() const {
   const Use use("CreateInferRequest");
   if (impl == nullptr) throw GeneralError("empty");
@@ -95,6 +99,16 @@ InferRequest ExecutableNetwork::CreateInferRequest() const {
 Blob::Ptr InferRequest::GetBlob(const std::string& name) const {
   const Use use("GetBlob");
   return std::make_shared<Blob>(name == "x" ? impl->x : impl->y, sizeof(impl->x), impl);
+}
+std::optional<Memory> InferRequest::FindInput(const std::string& name) const {
+  const Use use("FindInput");
+  if (name != "x") return std::nullopt;
+  return Memory{GetBlob(name), TensorDesc(Precision::FP32, {1, 3}, Layout::ANY)};
+}
+std::optional<Memory> InferRequest::FindOutput(const std::string& name) const {
+  const Use use("FindOutput");
+  if (name != "y") return std::nullopt;
+  return Memory{GetBlob(name), TensorDesc(Precision::FP32, {1, 3}, Layout::ANY)};
 }
 void InferRequest::Infer() {
   const Use use("Infer");

@@ -1,7 +1,7 @@
-"""The host program over a plug-in that echoes its input: program_test.py PROGRAM PLUGIN TRAP.
+"""The host program over a plug-in that echoes its input: program_test.py PROGRAM PLUGIN TRAP HOSTILE.
 
 What it prints, and that each failure ends with its documented exit code and one line on standard error.
-TRAP is a library that leaves a file behind where it is opened.
+TRAP is a library that leaves a file behind where it is opened, HOSTILE a plug-in that was taken over.
 """
 import array
 import os
@@ -17,7 +17,7 @@ import unittest
 
 KEY = "0102030405060708090A0b0c0d0e0f10"
 (SUCCESS, USAGE, BAD_KEY, FILE, IMAGE, MANIFEST, PLUGIN, MODEL, RUNNER, RUN, CHECK, PACKAGE, TRUST, NOT_AUTHENTIC,
- OTHER_KEY) = 0, *range(2, 16)
+ OTHER_KEY, FENCE) = 0, *range(2, 17)
 PLAIN = "--size 4x2 --plugin m.json"
 
 
@@ -273,6 +273,63 @@ class Program(unittest.TestCase):
         self.succeed("keygen --model other")
         self.assertNotEqual((self.folder / "other").read_text(), made)
 
+    def use_hostile_plugin(self):
+        package = self.folder / "package"
+        package.mkdir()
+        shutil.copy(hostile, package / "libhostile.so")
+        self.succeed("digest package/libhostile.so --manifest package/m.json")
+
+    def run_fenced(self, model, options="", manifest="package/m.json"):
+        code = self.run_program(f"run {model} a.ppm --size 4x2 --plugin {manifest} --fenced {options}")
+        if re.search("kernel has no Landlock|kernel takes no filters|has started threads", self.error):
+            self.skipTest("an emulator or a sanitizer: " + self.error)
+        return code
+
+    def test_gives_the_same_answers_behind_the_fence(self):
+        for options in ("", "--as input-buffer", f"--key {KEY}", "--top 3 b.ppm"):
+            expected = self.raw_output(options)
+            self.assertEqual(self.run_fenced("net", f"--raw raw {options}", "m.json"), SUCCESS, self.error)
+            self.assertEqual((self.folder / "raw").read_bytes(), expected.tobytes())
+        for arguments, code, message in (("fails", RUN, "the echo fails, in two lines"),
+                                         ("no", MODEL, "no.xml is missing or empty"),
+                                         ("net --threads 13", RUNNER, "not ready")):
+            self.assertEqual(self.run_fenced(arguments, manifest="m.json"), code)
+            self.assertRegex(self.error, rf"\Aombrel: [^\n]*{message}[^\n]*\n\Z")
+        self.assertEqual(self.run_program(f"run net a.ppm --fence-limit 3 {PLAIN}"), USAGE)
+
+    def test_lets_an_engine_that_was_taken_over_do_nothing(self):
+        self.use_hostile_plugin()
+        for fenced in (True, False):
+            (self.folder / "victim").write_text("x")
+            (self.folder / "net.xml").write_text("x")
+            if fenced:
+                self.assertEqual(self.run_fenced("net", "--raw raw"), SUCCESS, self.error)
+                self.assertEqual((self.folder / "net.xml").read_text(), "x")
+                self.assertTrue((self.folder / "victim").exists())
+                self.assertFalse((self.folder / "planted").exists())
+            else:
+                self.succeed("run net a.ppm --raw raw --size 4x2 --plugin package/m.json")
+            did = list(array.array("f", (self.folder / "raw").read_bytes()))
+            self.assertEqual(did, [float(not fenced)] * len(did))
+            self.assertGreater(len(did), 15)
+
+    def test_ends_with_one_line_whatever_ends_the_engine(self):
+        self.use_hostile_plugin()
+        limit = "--fence-limit 0.5"
+        for model, options, message in (("crashes", "", "crashed behind the fence: Segmentation fault|gave no answer"),
+                                        ("aborts", "", "crashed behind the fence: Aborted"),
+                                        ("throws", "", "crashed behind the fence: Aborted"),
+                                        ("leaves", "", "gave no answer behind the fence"),
+                                        ("lies", "", "gave no answer behind the fence"),
+                                        ("loops", limit, "took more than 0.5 s behind the fence"),
+                                        ("sleeps", limit, "took more than 0.5 s behind the fence")):
+            with self.subTest(model):
+                self.assertEqual(self.run_fenced(model, "--raw raw " + options), FENCE)
+                self.assertRegex(self.error, rf"\Aombrel: the engine ({message})\n\Z")
+                self.assertFalse(list(self.folder.glob("raw*")))
+        self.assertEqual(self.run_fenced("prints"), MODEL)
+        self.assertEqual(self.error, "?[2Jwhy?\nombrel: cannot load model prints: ?]0;told\n")
+
     def start_bench(self, arguments, typed="", **variables):
         """A run that has its key behind it, and goes on."""
         running = subprocess.Popen([program, *f"bench net --seconds 60 {arguments} {PLAIN}".split()],
@@ -371,5 +428,5 @@ def memory_of(process):
 
 
 if __name__ == "__main__":
-    program, echo_plugin, trap = (pathlib.Path(argument).resolve() for argument in sys.argv[1:4])
+    program, echo_plugin, trap, hostile = (pathlib.Path(argument).resolve() for argument in sys.argv[1:5])
     unittest.main(argv=sys.argv[:1])

@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include "ombrel/model/authentication.h"
-#include "ombrel/platform/file_utils.h"
+#include "ombrel/model/model_buffers.h"
 
 #include "engine/inference_engine.h"
 
@@ -11,12 +11,11 @@ namespace OMB {
 
 void requireAuthentic(const std::string& base, const ByteVector& text, const ByteVector& weights,
                       const ByteVector& key, bool required) {
-  const std::string name = base + kTagsSuffix;
-  const std::int64_t size = Utility::fileSize(name);
+  const std::int64_t size = modelFileSize(base, kTagsSuffix);
   Authenticity found{EAuthenticity::MISSING};
   if (size >= 0) {
     ByteVector tags(static_cast<std::size_t>(size));
-    Utility::readAllFile(name, tags.data(), tags.size());
+    readModelFile(base, kTagsSuffix, tags.data(), tags.size());
     found = verifyModel({text, weights, tags}, key.data(), static_cast<int>(key.size()));
   } else if (!required) {
     return;

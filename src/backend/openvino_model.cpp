@@ -7,13 +7,14 @@
 #include <string_view>
 #include <utility>
 
+#include "ombrel/model/model_buffers.h"
 #include "ombrel/platform/byte_vector.h"
 #include "ombrel/platform/crypto.h"
-#include "ombrel/platform/file_utils.h"
 
 #include "backend/authentication.h"
 #include "backend/first_entry.h"
 #include "backend/openvino_runner.h"
+#include "backend/tensor_type.h"
 #include "build_constants.h"
 #include "platform/console.h"
 #include "system/environment.h"
@@ -22,6 +23,9 @@ namespace OMB {
 namespace {
 
 namespace IE = InferenceEngine;
+
+constexpr char kText[] = ".xml";
+constexpr char kWeights[] = ".bin";
 
 // A length that the mask cannot serve gives no key at all, which AES refuses.
 ByteVector aesKey(const ModelParams& params) {
@@ -58,11 +62,10 @@ OpenVINOModel::OpenVINOModel(ModelParams params) : config(params.config) {
 }
 
 bool OpenVINOModel::LoadModel(const ModelParams& params) {
-  const std::string binName = std::string(params.path) + ".bin";
-  const std::string xmlName = std::string(params.path) + ".xml";
-  if (Utility::fileSize(xmlName) < 1 || Utility::fileSize(binName) < 1) return false;
+  const std::string path = params.path;
+  if (modelFileSize(path, kText) < 1 || modelFileSize(path, kWeights) < 1) return false;
   try {
-    ReadNetwork(params, xmlName, binName);
+    ReadNetwork(params, path);
   } catch (const IE::InferenceEngineException& failure) {
     console::printError("%s\n", failure.what());
     return false;
@@ -71,14 +74,13 @@ bool OpenVINOModel::LoadModel(const ModelParams& params) {
   return network->loaded;
 }
 
-void OpenVINOModel::ReadNetwork(const ModelParams& params, const std::string& xmlName,
-                                const std::string& binName) {
-  const std::int64_t xmlSize = Utility::fileSize(xmlName);
-  const std::int64_t binSize = Utility::fileSize(binName);
+void OpenVINOModel::ReadNetwork(const ModelParams& params, const std::string& path) {
+  const std::int64_t xmlSize = modelFileSize(path, kText);
+  const std::int64_t binSize = modelFileSize(path, kWeights);
   ByteVector xmlData(static_cast<std::size_t>(xmlSize));
   ByteVector binData(static_cast<std::size_t>(binSize));
-  Utility::readAllFile(xmlName, xmlData.data(), xmlData.size());
-  Utility::readAllFile(binName, binData.data(), binData.size());
+  readModelFile(path, kText, xmlData.data(), xmlData.size());
+  readModelFile(path, kWeights, binData.data(), binData.size());
   if (params.key != nullptr) {
     ByteVector key = aesKey(params);
     requireAuthentic(params.path, xmlData, binData, key, authenticationRequired);
@@ -125,6 +127,24 @@ int OpenVINOModel::GetOutputSize() {
     size *= static_cast<std::uint32_t>(dimension);
   }
   return static_cast<int>(size);
+}
+
+std::vector<NNTensorInfo> OpenVINOModel::GetInputs() {
+  std::vector<NNTensorInfo> inputs;
+  for (const auto& [name, input] : network->network.getInputsInfo()) {
+    inputs.push_back({name, tensorType(input->getTensorDesc().getPrecision()),
+                      network->network.getInputDims(name)});
+  }
+  return inputs;
+}
+
+std::vector<NNTensorInfo> OpenVINOModel::GetOutputs() {
+  std::vector<NNTensorInfo> outputs;
+  for (const auto& [name, output] : network->network.getOutputsInfo()) {
+    outputs.push_back(
+        {name, tensorType(output->getTensorDesc().getPrecision()), output->getDims()});
+  }
+  return outputs;
 }
 
 }  // namespace OMB

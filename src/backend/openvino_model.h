@@ -2,15 +2,17 @@
 #pragma once
 
 #include <memory>
+#include <vector>
 
 #include "ombrel/model/entry_points.h"
+#include "ombrel/model/nn_description.h"
 
 #include "backend/openvino_network.h"
 
 namespace OMB {
 
 /// The backend's model. After construction the network is only read.
-class OpenVINOModel final : public INNModel {
+class OpenVINOModel final : public INNModel, public INNDescription {
  public:
   /// Does the whole load. Nothing of a decrypted model ever reaches the disk.
   explicit OpenVINOModel(ModelParams params);
@@ -20,11 +22,12 @@ class OpenVINOModel final : public INNModel {
   int GetOutputSize() override;
   EDataType GetDataType() override { return EDataType::FP32; }
   ImageUtils::ELayoutType GetLayout() override { return ImageUtils::ELayoutType::CHW; }
+  std::vector<NNTensorInfo> GetInputs() override;
+  std::vector<NNTensorInfo> GetOutputs() override;
 
  private:
   bool LoadModel(const ModelParams& params);
-  void ReadNetwork(const ModelParams& params, const std::string& xmlName,
-                   const std::string& binName);
+  void ReadNetwork(const ModelParams& params, const std::string& path);
   void PrepareInputAndOutput();
 
   std::unique_ptr<OpenVINONetwork> network;

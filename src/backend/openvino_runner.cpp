@@ -2,10 +2,13 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
+#include <optional>
 
 #include "ombrel/image/data_transformer.h"
 
 #include "backend/first_entry.h"
+#include "backend/tensor_type.h"
 
 namespace OMB {
 namespace {
@@ -15,6 +18,13 @@ namespace IE = InferenceEngine;
 constexpr char kDevice[] = "OMBREL_CPU";
 constexpr char kEnginePlugin[] = "MKLDNNPlugin";
 constexpr char kThreads[] = "CPU_THREADS_NUM";
+
+NNTensor toTensor(const std::optional<IE::Memory>& memory) {
+  if (!memory) return {};
+  const auto& [blob, desc] = *memory;
+  return {blob->wmap().as<void*>(), blob->byteSize(), tensorType(desc.getPrecision()),
+          desc.getDims()};
+}
 
 }  // namespace
 
@@ -35,8 +45,27 @@ void OpenVINORunner::Prepare(const IE::CNNNetwork& network, const Config& config
   ready = static_cast<bool>(executableNetwork);
   inputName = firstEntry(network.getInputsInfo()).first;
   outputName = firstEntry(network.getOutputsInfo()).first;
+  MakeRequest();
+}
+
+void OpenVINORunner::MakeRequest() {
   inferRequest = executableNetwork.CreateInferRequest();
   inferRequest.GetBlob(inputName);  // a request that can't give its input is no use
+}
+
+INNRunner* OpenVINORunner::CreateSibling() {
+  std::unique_ptr<OpenVINORunner> sibling(new OpenVINORunner);
+  if (!ready) return sibling.release();
+  try {
+    sibling->executableNetwork = executableNetwork;
+    sibling->inputName = inputName;
+    sibling->outputName = outputName;
+    sibling->MakeRequest();
+    sibling->ready = true;
+  } catch (...) {
+    // It stays as it is, not ready, as a runner of CreateRunner does.
+  }
+  return sibling.release();
 }
 
 void* OpenVINORunner::GetInputBuffer() {
@@ -51,6 +80,14 @@ bool OpenVINORunner::FitsInput(const NNData& data) const {
   const auto pixels =
       static_cast<std::uint64_t>(data.width) * static_cast<std::uint64_t>(data.height);
   return pixels <= capacity / static_cast<std::uint64_t>(data.channels);
+}
+
+NNTensor OpenVINORunner::GetInput(const char* name) {
+  return ready ? toTensor(inferRequest.FindInput(name)) : NNTensor();
+}
+
+NNTensor OpenVINORunner::GetOutput(const char* name) {
+  return ready ? toTensor(inferRequest.FindOutput(name)) : NNTensor();
 }
 
 void* OpenVINORunner::Run(NNData* data) {

@@ -3,21 +3,18 @@
 
 #include "engine/batch.h"
 #include "engine/cnn_network_impl.h"
+#include "engine/precision.h"
+#include "engine/preparation.h"
 #include "engine/shape.h"
 
 namespace InferenceEngine {
 namespace {
 
-Precision precisionOf(const Port& port) {
+DataPtr describe(const std::string& name, const Port& port) {
   ov_element_type_e type = DYNAMIC;
   check(ov_port_get_element_type(port.get(), &type));
-  if (type == F32) return Precision::FP32;
-  return type == U8 ? Precision::U8 : Precision::UNSPECIFIED;
-}
-
-DataPtr describe(const std::string& name, const Port& port) {
   return std::make_shared<Data>(
-      name, TensorDesc(precisionOf(port), dimsOf(shapeOf(port.get())), Layout::ANY));
+      name, TensorDesc(precisionOf(type), dimsOf(shapeOf(port.get())), Layout::ANY));
 }
 
 // Text and model are read apart; names that went to the wrong port would give wrong results.
@@ -120,6 +117,10 @@ void CNNNetwork::setBatchSize(std::size_t size) {
 
 InputsDataMap CNNNetwork::getInputsInfo() const {
   return impl ? impl->inputs : InputsDataMap();
+}
+
+SizeVector CNNNetwork::getInputDims(const std::string& name) const {
+  return dimsInMemory(*impl, name);
 }
 
 OutputsDataMap CNNNetwork::getOutputsInfo() const {

@@ -52,8 +52,8 @@ CompiledModel compile(const CoreHandle& core, const Model& model, const std::str
 
 // The compiled network's port of each name.
 template <typename Get>
-void addPorts(Ports& ports, const std::vector<std::string>& names, const CompiledModel& compiled,
-              Get get) {
+void addPorts(Ports::ByName& ports, const std::vector<std::string>& names,
+              const CompiledModel& compiled, Get get) {
   for (std::size_t i = 0; i < names.size(); ++i) {
     auto port = made<Port>(get, compiled.get(), i);
     const bool fixed = isKnown(shapeOf(port.get()));
@@ -100,8 +100,8 @@ ExecutableNetwork Core::LoadNetwork(const CNNNetwork& network, const std::string
       compile(impl->core, model, registered == impl->devices.end() ? device : registered->second,
               settings(config));
   auto ports = std::make_shared<Ports>();
-  addPorts(*ports, source.inputNames, compiled, ov_compiled_model_input_by_index);
-  addPorts(*ports, source.outputNames, compiled, ov_compiled_model_output_by_index);
+  addPorts(ports->inputs, source.inputNames, compiled, ov_compiled_model_input_by_index);
+  addPorts(ports->outputs, source.outputNames, compiled, ov_compiled_model_output_by_index);
   ExecutableNetwork loaded;
   loaded.impl = std::make_shared<ExecutableNetwork::Impl>(ExecutableNetwork::Impl{
       source.weights, std::move(compiled), std::move(ports), ov_model_is_dynamic(model.get())});

@@ -10,12 +10,15 @@
 
 namespace InferenceEngine {
 
-/// Inputs and outputs by the names that the network gives them.
 struct CompiledPort {
   Port port;
   bool fixed;  ///< whether its shape is known before an inference
 };
-using Ports = std::map<std::string, CompiledPort>;
+/// By the names that the network gives them. An input that is put out as it is has its name twice.
+struct Ports {
+  using ByName = std::map<std::string, CompiledPort>;
+  ByName inputs, outputs;
+};
 
 struct ExecutableNetwork::Impl {
   std::shared_ptr<const void> weights;  ///< the compiled model may refer to them: they end last

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <map>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -29,8 +30,23 @@ class GeneralError : public InferenceEngineException {
   using InferenceEngineException::InferenceEngineException;
 };
 
-/// UNSPECIFIED stands for all the types that the backend never names.
-enum class Precision { UNSPECIFIED, FP32, U8 };
+/// UNSPECIFIED stands for all the types that have no name here.
+enum class Precision {
+  UNSPECIFIED,
+  BOOL,
+  BF16,
+  FP16,
+  FP32,
+  FP64,
+  I8,
+  I16,
+  I32,
+  I64,
+  U8,
+  U16,
+  U32,
+  U64
+};
 
 /// ANY stands for a layout that nobody has set.
 enum class Layout { ANY, C, NC, NCHW };
@@ -175,9 +191,19 @@ class CNNNetwork {
   InputsDataMap getInputsInfo() const;
   OutputsDataMap getOutputsInfo() const;
 
+  /// Dimensions of an input of a network that is not empty, in the order in which the memory of a
+  /// request has them: that of the layout that was set, where LoadNetwork applies it.
+  SizeVector getInputDims(const std::string& name) const;
+
  private:
   friend class Core;
   std::shared_ptr<Impl> impl;
+};
+
+/// Memory of a request, as it is now.
+struct Memory {
+  Blob::Ptr blob;
+  TensorDesc desc;
 };
 
 /// One inference at a time. Threads: different requests may run at the same time.
@@ -185,6 +211,10 @@ class InferRequest {
  public:
   /// The same name gives the same memory for the life of the request.
   Blob::Ptr GetBlob(const std::string& name) const;
+  /// The same of an input only, or of an output, with what it holds now; nothing where there is
+  /// none of that name.
+  std::optional<Memory> FindInput(const std::string& name) const;
+  std::optional<Memory> FindOutput(const std::string& name) const;
   /// Returns when the output is complete. A network with dimensions that only its data settle runs
   /// on one of the engine's threads, since the calling one would not be told of every failure.
   void Infer();
@@ -219,7 +249,8 @@ class Core {
   void RegisterPlugin(const std::string& plugin, const std::string& device);
 
   /// The network shares the memory of the blob, and keeps nothing of the text. A text that is no
-  /// network in XML, or one without an input or an output, is refused.
+  /// network in XML, one that nests bodies more than 64 deep, or one without an input or an output,
+  /// is refused.
   CNNNetwork ReadNetwork(std::string_view text, const Blob::Ptr& weights) const;
 
   /// Applies the precisions and layouts that were set in the network. A layout is applied only

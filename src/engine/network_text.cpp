@@ -8,6 +8,7 @@
 #include "ombrel/platform/byte_vector.h"
 
 #include "engine/engine_call.h"
+#include "engine/nested_bodies.h"
 
 namespace InferenceEngine {
 namespace {
@@ -130,6 +131,7 @@ NetworkText readNetworkText(std::string_view text) {
       document.load_buffer_inplace(bytes.data(), bytes.size(), kFlags);
   if (result.status == pugi::status_out_of_memory) throw std::bad_alloc();
   requireSoundStart(document);
+  requireShallowBodies(document);
   NetworkText read = readLayers(document.child(kRoot));
   // A text that was cut may be sound XML all the same. One that is not is the engine's to refuse.
   if (result && (read.inputs.empty() || read.outputs.empty())) {

@@ -20,8 +20,8 @@ struct NetworkText {
 };
 
 /// Raises GeneralError for a text that does not start as XML does, that has another root than
-/// "net", or that has no input or no output. What is wrong with it behind its start the engine
-/// tells better. No copy of the text outlives the call unwiped.
+/// "net", that nests bodies more than 64 deep, or that has no input or no output. What is wrong
+/// with it behind its start the engine tells better. No copy of the text outlives the call unwiped.
 NetworkText readNetworkText(std::string_view text);
 
 }  // namespace InferenceEngine

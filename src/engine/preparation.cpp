@@ -1,6 +1,11 @@
 #include "engine/preparation.h"
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
+
+#include "engine/precision.h"
+#include "engine/shape.h"
 
 namespace InferenceEngine {
 namespace {
@@ -15,10 +20,6 @@ using LayoutHandle = Handle<ov_layout_t, ov_layout_free>;
 using BuiltModel = Handle<ov_model_t, ov_model_free>;
 
 constexpr char kPlanar[] = "NCHW";
-
-ov_element_type_e elementOf(Precision precision) {
-  return precision == Precision::FP32 ? F32 : U8;
-}
 
 // Whether the memory has to hold another type than the network works in.
 bool converts(Precision wanted, const Port& port) {
@@ -97,6 +98,16 @@ void apply(CNNNetwork::Impl& network) {
   network.halfPrepared = false;
 }
 
+// From the order that is declared to NCHW.
+SizeVector planar(const SizeVector& dims, const DeclaredLayout& declared) {
+  SizeVector result;
+  for (const char dimension : std::string_view(kPlanar)) {
+    const auto found = std::find(declared.begin(), declared.end(), std::string(1, dimension));
+    result.push_back(dims[static_cast<std::size_t>(found - declared.begin())]);
+  }
+  return result;
+}
+
 }  // namespace
 
 Model prepared(CNNNetwork::Impl& network) {
@@ -104,6 +115,17 @@ Model prepared(CNNNetwork::Impl& network) {
   if (network.halfPrepared) fail("An earlier load has left the network half prepared");
   apply(network);
   return network.model;
+}
+
+SizeVector dimsInMemory(CNNNetwork::Impl& network, const std::string& input) {
+  const std::lock_guard<std::mutex> lock(network.preparing);
+  const auto name = std::find(network.inputNames.begin(), network.inputNames.end(), input);
+  if (name == network.inputNames.end()) fail("No input is named '" + input + "'");
+  const auto index = static_cast<std::size_t>(name - network.inputNames.begin());
+  const SizeVector dims = dimsOf(shapeOf(network.input(index).get()));
+  const Layout wanted = network.inputs.at(input)->getTensorDesc().getLayout();
+  const DeclaredLayout& declared = network.layouts[index];
+  return reorders(wanted, declared) ? planar(dims, declared) : dims;
 }
 
 }  // namespace InferenceEngine

@@ -20,6 +20,7 @@ enum class ExitCode : int {
   Trust = 13,
   NotAuthentic = 14,
   OtherKey = 15,
+  Fence = 16,
 };
 
 struct ExitMeaning {
@@ -46,6 +47,7 @@ inline constexpr ExitMeaning exitMeanings[] = {
      "the manifest is not signed by the trusted key, or too old; nothing was loaded"},
     {ExitCode::NotAuthentic, "a model pair is not the one that was authenticated"},
     {ExitCode::OtherKey, "the pair's tags were made with another key"},
+    {ExitCode::Fence, "the engine crashed or hung behind the fence, or there is no fence"},
 };
 
 }  // namespace OMB::tool

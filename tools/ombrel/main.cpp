@@ -131,10 +131,23 @@ void addInputOptions(CLI::App& app, ImageSize& size, InputForm& form) {
       "form in which the image is handed over; u8-hwc unless given", inputFormNames);
 }
 
+void addFenceOptions(CLI::App& app, RunOptions& options) {
+  CLI::Option* const fenced = app.add_flag(
+      "--fenced", options.fenced,
+      "run the engine in a process without files, network and other programs, whose crash is an "
+      "error like any other; Linux only");
+  app.add_option("--fence-limit", options.fenceLimit,
+                 "seconds that it may take for loading, and for each image; 60 unless given")
+      ->check(inRange(0.001, 86400.0))
+      ->needs(fenced)
+      ->type_name("S");
+}
+
 Command addRun(CLI::App& app, RunOptions& options, KeySource& key) {
-  addModelOptions(app, options.model, key);
+  addModelOptions(app, options.question.model, key);
   app.add_option("IMAGE", options.images, "PNG, JPEG or PPM files")->required()->type_name("");
-  addInputOptions(app, options.size, options.form);
+  addInputOptions(app, options.question.size, options.question.form);
+  addFenceOptions(app, options);
   app.add_option("--labels", options.labels, "names of the classes, one a line")->type_name("FILE");
   app.add_option("--top", options.top, "how many of the best classes are shown; 5 unless given")
       ->type_name("N");
@@ -147,7 +160,7 @@ Command addRun(CLI::App& app, RunOptions& options, KeySource& key) {
       "image.\n\n" +
       exitCodeTable());
   return [&] {
-    options.model.key = fetchKey(key);
+    options.question.model.key = fetchKey(key);
     return runCommand(options);
   };
 }

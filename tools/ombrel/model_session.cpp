@@ -31,6 +31,19 @@ Config makeConfig(const ModelOptions& options, const std::filesystem::path& fold
   return config;
 }
 
+/// What is read from when the plug-in is loaded on: the proven files, which the engine looks for
+/// and opens when it needs them, the engine's list, and the model.
+std::vector<std::filesystem::path> filesOf(const PackageVerifier& package,
+                                           const std::filesystem::path& folder,
+                                           const Config& config, const std::string& base) {
+  std::vector<std::filesystem::path> files = {folder, pathOf(config.GetDataPath() + "plugins.xml")};
+  for (const char* extension : {".xml", ".bin", ".auth"}) files.push_back(pathOf(base + extension));
+  for (const PackageFinding& finding : package.GetFindings()) {
+    files.push_back(folder / pathOf(finding.name));
+  }
+  return files;
+}
+
 /// Why the backend may have refused the pair. It tells no more than that it did.
 std::string whyNotLoaded(const std::string& base, const std::string& suffix, bool hasKey) {
   for (const std::string& file : {base + ".xml", base + ".bin"}) {
@@ -53,11 +66,18 @@ ModelSession::ModelSession(ModelOptions& options)
     : ModelSession(options, loadManifest(options.package)) {}
 
 ModelSession::ModelSession(ModelOptions& options, const Manifest& manifest)
-    : plugin(provePackage(options.package, manifest)->MakePlugin()) {
+    : ModelSession(options, manifest, *provePackage(options.package, manifest)) {}
+
+ModelSession::ModelSession(ModelOptions& options, const Manifest& manifest,
+                           const PackageVerifier& package)
+    : plugin(package.MakePlugin()) {
   const std::filesystem::path folder =
       pathOf(pluginFolder(options.package.manifest.string(), manifest));
   const Config config = makeConfig(options, folder);
-  loadModel(loadPlugin(folder), options, config);
+  const CreateFunction create = loadPlugin(folder);
+  if (options.beforeModel)
+    options.beforeModel(filesOf(package, folder, config, options.modelBase));
+  loadModel(create, options, config);
 }
 
 CreateFunction ModelSession::loadPlugin(const std::filesystem::path& folder) {

@@ -4,9 +4,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "ombrel/model/nn_model.h"
 #include "ombrel/model/nn_runner.h"
@@ -26,6 +28,9 @@ struct ModelOptions {
   std::optional<std::string> dataPath;  ///< overrides the file's, as does:
   std::optional<std::int32_t> threads;
   ByteVector key;  ///< empty: the pair is in the clear
+  /// Called when the plug-in is loaded and the model is not, with what is read from then on; null
+  /// for nothing to do.
+  std::function<void(const std::vector<std::filesystem::path>& readable)> beforeModel;
 };
 
 /// A model that was loaded through the plug-in system. The runners may outlive it.
@@ -44,6 +49,7 @@ class ModelSession {
 
  private:
   ModelSession(ModelOptions& options, const Manifest& manifest);
+  ModelSession(ModelOptions& options, const Manifest& manifest, const PackageVerifier& package);
   CreateFunction loadPlugin(const std::filesystem::path& folder);
   void loadModel(CreateFunction create, ModelOptions& options, const Config& config);
 

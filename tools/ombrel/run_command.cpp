@@ -1,7 +1,6 @@
 #include "run_command.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <memory>
@@ -10,6 +9,7 @@
 #include <sstream>
 #include <string>
 
+#include "fenced_answers.h"
 #include "files.h"
 #include "tool_error.h"
 
@@ -22,7 +22,7 @@ using Labels = std::vector<std::string>;
 std::vector<Image> readImages(const RunOptions& options) {
   std::vector<Image> images;
   for (const std::filesystem::path& file : options.images) {
-    images.push_back(fitImage(readImage(file), options.size));
+    images.push_back(fitImage(readImage(file), options.question.size));
   }
   return images;
 }
@@ -86,6 +86,11 @@ void printBest(std::span<const float> values, const Labels& labels, std::size_t 
   }
 }
 
+std::unique_ptr<Answers> makeAnswers(RunOptions& options, const std::vector<Image>& images) {
+  if (!options.fenced) return std::make_unique<OwnAnswers>(options.question, images);
+  return makeFencedAnswers(options.question, images, options.fenceLimit);
+}
+
 }  // namespace
 
 ExitCode runCommand(RunOptions& options) {
@@ -94,21 +99,16 @@ ExitCode runCommand(RunOptions& options) {
   std::unique_ptr<PendingFile> raw;
   if (!options.rawOutput.empty()) raw = std::make_unique<PendingFile>(options.rawOutput);
 
-  const ModelSession session(options.model);
-  compareCounts(options, labels, session.outputSize());
-  const std::unique_ptr<INNRunner> runner = session.createRunner();
-  requireFit(*runner, options.size);
+  const std::unique_ptr<Answers> answers = makeAnswers(options, images);
+  compareCounts(options, labels, answers->outputSize());
 
   // Raw output is for programs; whoever wants classes as well says so.
   const bool classes = raw == nullptr || options.top || !labels.empty();
-  for (std::size_t i = 0; i < images.size(); ++i) {
-    NNData input = makeInput(images[i], options.form, *runner);
-    const auto start = std::chrono::steady_clock::now();
-    const std::span<const float> output = runOnce(*runner, input, session.outputSize());
-    const std::chrono::duration<double, std::milli> time = std::chrono::steady_clock::now() - start;
-    std::printf("%s  %.2f ms\n", options.images[i].string().c_str(), time.count());
-    if (classes) printBest(output, labels, options.top.value_or(5));
-    if (raw) raw->write(std::as_bytes(output));
+  for (const std::filesystem::path& image : options.images) {
+    const Answer answer = answers->next();
+    std::printf("%s  %.2f ms\n", image.string().c_str(), answer.milliseconds);
+    if (classes) printBest(answer.values, labels, options.top.value_or(5));
+    if (raw) raw->write(std::as_bytes(answer.values));
   }
   if (raw) raw->commit();
   return ExitCode::Success;

@@ -6,21 +6,19 @@
 #include <optional>
 #include <vector>
 
+#include "answers.h"
 #include "exit_codes.h"
-#include "image_file.h"
-#include "model_session.h"
-#include "runner_input.h"
 
 namespace OMB::tool {
 
 struct RunOptions {
-  ModelOptions model;
+  Question question;
   std::vector<std::filesystem::path> images;
-  ImageSize size;
-  InputForm form = InputForm::U8Hwc;
   std::filesystem::path labels;     ///< empty: none
   std::filesystem::path rawOutput;  ///< empty: none
   std::optional<std::size_t> top;   ///< how many classes are printed
+  bool fenced = false;              ///< see makeFencedAnswers
+  double fenceLimit = 60;           ///< in seconds
 };
 
 /// The key is gone from the options when the model is loaded.

@@ -10,6 +10,7 @@ namespace OMB {
 /// only.
 struct ModelParams {
   /// Base path of the model pair, NUL-terminated, not null. ".xml" and ".bin" are appended to it.
+  /// See ModelBuffers for a pair that is not in files.
   const char* path;
   /// The caller's bytes from which the AES key of an encrypted pair is built, or null for a pair
   /// that is stored in the clear.
