@@ -13,6 +13,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include "ombrel/image/normalize_image.h"
 #include "ombrel/image/transform_image.h"
 
 #include "program.h"
@@ -188,6 +189,27 @@ void registerPath(ELayoutType from, ELayoutType to, const Size& size) {
   }
 }
 
+/// What networks that were trained on normalised samples take, beside the plain conversion.
+template <typename S>
+void registerNormalizing(const Size& size) {
+  const std::string name = std::string(kType<S>) + "_hwc_to_normalized_chw/" + size.name() + "/";
+  const Buffers<S, float> buffers(size);
+  const S* const src = buffers.src;
+  float* const dst = buffers.dst;
+  const std::size_t bytes = size.samples() * (sizeof(S) + sizeof(float));
+  registerCase(name + "ours", bytes, [=] {
+    static constexpr OMB::ImageUtils::ChannelStatistics kStatistics[] = {
+        {0.485F, 0.229F}, {0.456F, 0.224F}, {0.406F, 0.225F}};
+    benchmark::DoNotOptimize(OMB::ImageUtils::NormalizeImage(
+        src, dst, size.width, size.height, size.channels, ELayoutType::HWC, kStatistics,
+        OMB::ImageUtils::EChannelOrder::REVERSED));
+  });
+  registerCase(name + "plain_conversion", bytes, [=] {
+    benchmark::DoNotOptimize(TransformImage(src, dst, size.width, size.height, size.channels,
+                                            ELayoutType::HWC, ELayoutType::CHW));
+  });
+}
+
 /// The overload that allocates: both sides pay for a fresh array and its pages.
 template <typename S>
 void registerAllocating(EFormat format, const Size& size) {
@@ -225,6 +247,10 @@ void registerAll() {
   registerPair<float, float>();
   registerPath<Byte, float>(ELayoutType::HWC, ELayoutType::CHW, {224, 224, 3});
   registerPath<Byte, float>(ELayoutType::HWC, ELayoutType::CHW, {1920, 1080, 3});
+  for (const Size& size : {Size{224, 224, 3}, Size{640, 640, 3}, Size{1920, 1080, 3}}) {
+    registerNormalizing<Byte>(size);
+    registerNormalizing<float>(size);
+  }
   registerAllocating<Byte>(EFormat::U8, {640, 640, 3});
   registerAllocating<float>(EFormat::FP32, {640, 640, 3});
 }

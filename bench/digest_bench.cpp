@@ -1,4 +1,5 @@
-// The digest test of a large library beside the command line tool that everybody has.
+// Digests of files beside the command line tools that everybody has: the test of a large library,
+// and the proof of the package that is shipped.
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -12,6 +13,7 @@
 #include "ombrel/platform/crypto.h"
 #include "ombrel/platform/file_utils.h"
 #include "ombrel/plugin/hash_checker.h"
+#include "ombrel/plugin/package_verifier.h"
 
 #include "paired.h"
 #include "program.h"
@@ -71,9 +73,44 @@ void registerCheck(const LargeLibrary& library) {
       ->Iterations(25);
 }
 
+/// The same files, whose names the shell is to take as they are.
+std::string filesOf(const std::string& folder, const Manifest& manifest) {
+  std::string names;
+  const auto add = [&](const std::string& file) {
+    names.append(" '").append(folder).append("/").append(file).append("'");
+  };
+  for (const ManifestDependency& dependency : manifest.dependencies) {
+    add(dependency.file.empty() ? dependency.name : dependency.file);
+  }
+  for (const ManifestFile& file : manifest.files) add(file.name);
+  return names;
+}
+
+void registerProof(const std::string& peer, const std::string& command) {
+  const auto measure = [command](benchmark::State& state) {
+    const Manifest manifest = readManifest(OMBREL_MANIFEST);
+    const std::string folder = pluginFolder(OMBREL_MANIFEST, manifest);
+    const std::string line = command + filesOf(folder, manifest) + " >/dev/null";
+    measurePair(
+        state,
+        [&] {
+          if (!PackageVerifier(folder, manifest, {"openvino.json"}).IsProven())
+            throw std::runtime_error("the package was refused");
+        },
+        [&] {
+          if (std::system(line.c_str()) != 0) throw std::runtime_error(command + " failed");
+        });
+  };
+  benchmark::RegisterBenchmark(("verify/package/" + peer).c_str(), measure)
+      ->UseManualTime()
+      ->Iterations(25);
+}
+
 int main(Arguments arguments) {
   const LargeLibrary library;
   registerCheck(library);
+  registerProof("sha256sum", "sha256sum");
+  registerProof("openssl_dgst", "openssl dgst -sha256");
   return runBenchmarks(std::move(arguments));
 }
 

@@ -26,6 +26,10 @@ if(TARGET ombrel_tool)
   if(WIN32)
     set(framework ${CMAKE_INSTALL_BINDIR}/$<TARGET_FILE_NAME:ombrel>)
   endif()
+  set(OMBREL_SIGN "")
+  if(OMBREL_SIGNING_KEY)
+    set(OMBREL_SIGN "--counter ${OMBREL_LEAST_COUNTER} --sign \"${OMBREL_SIGNING_KEY}\"")
+  endif()
   # Made again from the installed files, whose run paths differ from those of the build tree.
   install(CODE "
     set(folder \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${OMBREL_INSTALL_PLUGINDIR}\")
@@ -36,7 +40,7 @@ if(TARGET ombrel_tool)
                             \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/$<TARGET_FILE_NAME:ombrel_tool>\"
                             digest \${libraries} --manifest \"\${folder}/openvino.json\"
                             --outside \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${framework}\"
-                            --file \"\${folder}/plugins.xml\" --closed
+                            --file \"\${folder}/plugins.xml\" --closed ${OMBREL_SIGN}
                     COMMAND_ERROR_IS_FATAL ANY)")
 endif()
 

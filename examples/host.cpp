@@ -14,13 +14,13 @@ int main(int, char** arguments) {
 
   OMB::PluginManager manager;
   manager.SetPluginsDirectory(folder.string().c_str());
-  OMB::DynamicPlugin plugin = OMB::makePlugin(manifest);
-  if (manager.Load(plugin) != OMB::PLUGIN_OK) return 5;
+  const std::unique_ptr<OMB::DynamicPlugin> plugin = package.MakePlugin();
+  if (manager.Load(*plugin) != OMB::PLUGIN_OK) return 5;
 
   OMB::Config config;
   config.SetDataPath((folder / "").string());
   const std::unique_ptr<OMB::INNModel> model(
-      plugin.GetCreateMethod()({arguments[1], nullptr, 0, config}));
+      plugin->GetCreateMethod()({arguments[1], nullptr, 0, config}));
   if (!model->IsLoaded()) return 2;
   const std::unique_ptr<OMB::INNRunner> runner(model->CreateRunner());
   float pixels[] = {1, 2, 3};

@@ -73,6 +73,12 @@ def conversion_rows(times):
     narrow = "f32_chw_to_u8_hwc"
     yield row(narrow, size, "plain_loop", ">= 5x", times[narrow, size, "plain_loop"] / times[narrow, size, "ours"] >= 5)
     for subject, size, who in sorted(times):
+        if who == "plain_conversion":
+            ratio = times[subject, size, "ours"] / times[subject, size, who]
+            yield Row(f"{subject} {size}", times[subject, size, "ours"], times[subject, size, who], who, None, "",
+                      "time <= 1.05x", ratio <= 1.05)
+        if "normalized" in subject:
+            continue
         channels = size.rsplit("x", 1)[-1]
         special = (subject, size) in ((main, "640x640x3"), (narrow, "640x640x3"))
         if who != "ours" or not size.startswith("640x640") or channels not in "134" or special:
@@ -88,6 +94,8 @@ PAIRS = (
     ("create/", "time <= 1.1x, peak <= peer + weights",
      lambda c: c["ratio"] <= 1.1 and c["ours_peak_MiB"] <= c["peer_peak_MiB"] + c["weights_MiB"]),
     ("first_load/", "time <= 1.1x", lambda c: c["ratio"] <= 1.1),
+    ("authenticate/", "adds <= 1.2x GMAC, peak as without",
+     lambda c: c["ours_s"] - c["peer_s"] <= 1.2 * c["limit_s"] and c["ours_peak_MiB"] <= c["peer_peak_MiB"] + 2),
     ("create_runner/", "time <= 1.1x", lambda c: c["ratio"] <= 1.1),
     ("create_sibling/", "under 1 ms", lambda c: c["ours_s"] < 1e-3),
     ("run_filled/classifier", "within 1 %", lambda c: c["ratio_low"] <= 1.01),
@@ -96,6 +104,7 @@ PAIRS = (
     ("throughput/", "within 2 %", lambda c: c["ratio_low"] <= 1.02),
     ("precision/", "", lambda c: None),
     ("check/", "time <= 1.15x", lambda c: c["ratio"] <= 1.15),
+    ("verify/", "not slower", lambda c: c["ratio_low"] <= 1.0),
 )
 
 
@@ -110,7 +119,7 @@ def pair_rows(benchmarks):
             what += f", peak {c['ours_peak_MiB']:.0f} MiB ({c['peer_peak_MiB']:.0f})"
         if "largest_difference" in c:
             what += f", outputs differ by up to {c['largest_difference']:.3f}"
-        limit_name = {"check": "SHA-256"}.get(subject, "AES" if "sealed" in case else "copy")
+        limit_name = {"check": "SHA-256", "authenticate": "GMAC"}.get(subject, "AES" if "sealed" in case else "copy")
         # The pair's own ratio is steadier than that of the two medians.
         yield Row(what, c["ours_s"], c["ours_s"] / c["ratio"], peer, c.get("limit_s"), limit_name, asked, met, half)
 

@@ -12,6 +12,7 @@
 
 #include "ombrel/model/model_buffers.h"
 
+#include "backend/authentication.h"
 #include "backend/openvino_model.h"
 #include "backend/openvino_runner.h"
 #include "backend_fixture.h"
@@ -488,25 +489,27 @@ ModelBuffers::Bytes bytesOf(const std::string& text) {
 }
 
 TEST_F(Sealed, BuffersStandForThePairWhileTheyAreEntered) {
+  tool::sealPair(pair("clear", doublingNetwork("1,3"), "x"), sealed, key);
   const std::string text = test::contentsOf(sealed + ".xml");
-  const std::string weights = test::contentsOf(sealed + ".bin"), proof = "proof";
+  const std::string weights = test::contentsOf(sealed + ".bin");
+  const std::string tags = test::contentsOf(sealed + ".auth");
   const std::string name = pair("both", "no network at all");  // the buffers come first
   std::unique_ptr<INNModel> model;
   {
-    const ModelBuffers entered(name, {bytesOf(text), bytesOf(weights), bytesOf(proof)});
+    const ModelBuffers entered(name, {bytesOf(text), bytesOf(weights), bytesOf(tags)});
+    const ModelBuffers forged("forged", {bytesOf(text), bytesOf(text), bytesOf(tags)});
+    EXPECT_THAT(refusal("forged", key).error, testing::StartsWith("forged.bin "));
     const ModelBuffers half("half", {bytesOf(text), {}});
     model = load(name, key);
     EXPECT_FALSE(load("half", key)->IsLoaded());
     EXPECT_FALSE(load("Half", key)->IsLoaded());
-    EXPECT_EQ(modelFileSize(name, ".auth"), 5);
+    EXPECT_EQ(modelFileSize(name, ".auth"), static_cast<std::int64_t>(tags.size()));
     for (const char* extension : {".bin", ".auth", ".else"}) {
       EXPECT_EQ(modelFileSize("half", extension), -1) << extension;
     }
     std::string read = "123456789";
-    readModelFile(name, ".auth", read.data(), 3);
-    EXPECT_EQ(read, "pro456789");
-    readModelFile(name, ".auth", read.data(), read.size());
-    EXPECT_EQ(read, "proof6789");
+    readModelFile(name, ".auth", read.data(), 4);
+    EXPECT_EQ(read, "OMBR56789");
     for (const std::string& refused : {name, std::string(), std::string("a\0b", 3)}) {
       EXPECT_THROW(ModelBuffers(refused, {}), std::invalid_argument);
     }
@@ -617,6 +620,40 @@ TEST_F(Sealed, MutantsEndInRefusalOrInTheLengthError) {
       refused, tooLong, loaded[flipText], loaded[flipWeights], loaded[cut], loaded[extend],
       loaded[otherIv]);
   for (const Kind kind : {swap, wrongKey, shortKey, otherIv}) EXPECT_EQ(loaded[kind], 0) << kind;
+}
+
+// With tags there is one, and nothing is deciphered before it has passed.
+TEST_F(Sealed, NoChangeOfAPairWithTagsIsLoaded) {
+  tool::sealPair(pair("clear", scalingNetwork("1,3"), std::string(64, '\1')), sealed, key);
+  ASSERT_TRUE(load(sealed, key)->IsLoaded());
+  std::mt19937 random(4711);
+  for (int i = 0; i < 1000; ++i) {
+    const std::string suffix = std::vector{".xml", ".bin", ".auth"}[random() % 3];
+    const std::string whole = test::contentsOf(sealed + suffix);
+    std::string changed = whole;
+    const std::size_t bit = random() % (8 * whole.size());
+    changed[bit / 8] ^= static_cast<char>(1 << bit % 8);
+    folder.write("sealed" + suffix, changed);
+    const Printed printed = refusal(sealed, key);
+    EXPECT_EQ(printed.out, "");
+    EXPECT_THAT(printed.error, testing::StartsWith(sealed + ".")) << suffix << " " << bit;
+    EXPECT_EQ(printed.error.find('\n'), printed.error.size() - 1);
+    folder.write("sealed" + suffix, whole);
+  }
+  for (const std::size_t size : {15U, 16U, 17U}) {
+    EXPECT_EQ(refusal(sealed, ByteVector(size, 1)).error,
+              sealed + ".auth was made with another key, or its first bytes were changed\n");
+  }
+}
+
+TEST_F(Sealed, TagsAreMissedOnlyWhereTheyAreRequired) {
+  const ByteVector bytes(1);
+  EXPECT_NO_THROW(requireAuthentic(sealed, bytes, bytes, key, false));
+  expectThrow<InferenceEngine::GeneralError>(
+      [&] { requireAuthentic(sealed, bytes, bytes, key, true); },
+      (sealed + ".auth cannot be opened").c_str());
+  folder.write("sealed.auth", "");
+  EXPECT_THAT(refusal(sealed, key).error, testing::HasSubstr("does not hold tags"));
 }
 
 TEST(InputInfo, WithoutDataRaises) {

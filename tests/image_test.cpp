@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <functional>
@@ -20,6 +21,7 @@
 
 #include "ombrel/image/data_transformer.h"
 #include "ombrel/image/nn_data.h"
+#include "ombrel/image/normalize_image.h"
 #include "ombrel/image/transform_image.h"
 
 #include "expected_conversion.h"
@@ -293,6 +295,79 @@ TYPED_TEST(Transform, IsChosenByTheTypesOfTheDataAndTakesTheSizesOfTheSource) {
     EXPECT_EQ(std::memcmp(target.data(), expected.data(), 4 * sizeof(D)), 0);
   }
   EXPECT_EQ(fields(dst), std::tuple(HWC, dst.type, 9, -9, 0, true, target.data()));
+}
+
+template <typename S>
+class Normalize : public testing::Test {
+ public:
+  /// One sample.
+  static float expected(S sample, const ImageUtils::ChannelStatistics& channel) {
+    const double range = std::is_same_v<S, Byte> ? 255 : 1, deviation = channel.deviation;
+    const auto factor = static_cast<float>(1 / (range * deviation));
+    const auto offset = static_cast<float>(-channel.mean / deviation);
+    return std::fma(static_cast<float>(sample), factor, offset);
+  }
+
+  static void check(const Sizes& sizes, ELayoutType from, ImageUtils::EChannelOrder order) {
+    const auto pixels = static_cast<std::size_t>(sizes[0] * sizes[1]);
+    const auto channels = static_cast<std::size_t>(sizes[2]);
+    auto samples = anySamples<S>(pixels * channels);
+    for (S& sample : samples) sample = sample == sample ? sample : S{};  // NaN has many forms
+    std::vector<float> dst(samples.size() + 70, 77.0F), wanted = dst;
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+      const std::size_t target = i / pixels, pixel = i % pixels;
+      const bool kept = order == ImageUtils::EChannelOrder::KEPT;
+      const std::size_t source = kept ? target : channels - 1 - target;
+      const S sample = samples[from == CHW ? source * pixels + pixel : pixel * channels + source];
+      wanted[i] = expected(sample, kStatistics[target]);
+    }
+    ASSERT_TRUE(ImageUtils::NormalizeImage(samples.data(), dst.data(), sizes[0], sizes[1], sizes[2],
+                                           from, kStatistics, order));
+    ASSERT_TRUE(sameSamples(wanted, dst, 0, sizes, CHW))
+        << kType<S> << " " << nameOf(from) << " " << sizes[0] << "x" << sizes[1] << "x" << sizes[2]
+        << ", by " << hwy::TargetName(hwy::SupportedAndGeneratedTargets()[0]);
+  }
+
+  static constexpr ImageUtils::ChannelStatistics kStatistics[] = {
+      {0.485F, 0.229F}, {0.456F, 0.224F}, {0.406F, -0.225F}, {-3, 1e-3F}, {0, 1}};
+};
+using SampleTypes = testing::Types<Byte, float>;
+TYPED_TEST_SUITE(Normalize, SampleTypes, );
+
+TYPED_TEST(Normalize, IsTheRuleForAllSizesOrdersAndInstructionSets) {
+  onEveryTarget([] {
+    for (const auto order :
+         {ImageUtils::EChannelOrder::KEPT, ImageUtils::EChannelOrder::REVERSED}) {
+      for (const ELayoutType from : {CHW, HWC}) {
+        for (int channels = 1; channels <= 5; ++channels) {
+          for (const int width : {1, 2, 3, 7, 8, 15, 16, 17, 31, 33, 64, 129, 1000}) {
+            TestFixture::check({width, 1 + width % 3, channels}, from, order);
+          }
+        }
+      }
+    }
+  });
+}
+
+TEST(NormalizeImage, RefusesWhatGivesNoNumbers) {
+  const Byte pixel[] = {1};
+  float value = 7;
+  const auto normalize = [&](const Byte* src, float* dst, int width, float mean, float deviation) {
+    const ImageUtils::ChannelStatistics channel{mean, deviation};
+    return ImageUtils::NormalizeImage(src, dst, width, 1, 1, HWC, &channel,
+                                      ImageUtils::EChannelOrder::KEPT);
+  };
+  EXPECT_FALSE(normalize(nullptr, &value, 1, 0, 1));
+  EXPECT_FALSE(normalize(pixel, nullptr, 1, 0, 1));
+  EXPECT_FALSE(normalize(pixel, &value, 0, 0, 1));
+  EXPECT_FALSE(ImageUtils::NormalizeImage(pixel, &value, 1, 1, 1, HWC, nullptr,
+                                          ImageUtils::EChannelOrder::KEPT));
+  for (const float bad : {0.0F, kInf, kNan, 1e-45F})
+    EXPECT_FALSE(normalize(pixel, &value, 1, 0, bad));
+  for (const float bad : {kInf, kNan}) EXPECT_FALSE(normalize(pixel, &value, 1, bad, 1));
+  EXPECT_EQ(value, 7);
+  EXPECT_TRUE(normalize(pixel, &value, 1, 0.5F, 0.5F));
+  EXPECT_FLOAT_EQ(value, 1 / 127.5F - 1);
 }
 
 TEST(DataTransformer, IsCopiedMovedAndAssigned) {

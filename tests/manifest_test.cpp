@@ -26,7 +26,8 @@ Manifest example() {
           "",
           {{"l", {{{}, 1, 4294967295U}, {{7}, 0, 3}}}, {"m", {{{}, 0, 7}}, "../m.1"}},
           {{"a.xml", {1}}, {"b.xml", {2}}},
-          true};
+          true,
+          0xFFFFFFFFFFFFFFFF};
 }
 
 TEST(Manifest, IsReadAsItWasWritten) {
@@ -34,6 +35,7 @@ TEST(Manifest, IsReadAsItWasWritten) {
   EXPECT_EQ(parseManifest(formatManifest(manifest)), manifest);
   manifest.files.clear();
   manifest.closed = false;
+  manifest.counter = 0;
   EXPECT_EQ(parseManifest(formatManifest(manifest)), manifest);
   manifest.name = "\xff";
   EXPECT_THROW((void)formatManifest(manifest), ManifestError);
@@ -69,6 +71,8 @@ TEST(Manifest, IsReadStrictly) {
       {"\"a.xml\"", "\"../a.xml\"", "\"files[0].name\" is not the plain name of a file"},
       {"\"a.xml\"", "\"..\"", "\"files[0].name\" is not the plain name of a file"},
       {"true", "1", "\"closed\" is neither true nor false"},
+      {"18446744073709551615", "-1", "\"counter\" is not a whole number"},
+      {"18446744073709551615", "18446744073709551616", "\"counter\" is not a whole number"},
       {"{", "[{", "is not JSON"},
       {"\"f/\"", "\"\xff\"", "is not JSON"},
   };

@@ -16,7 +16,8 @@ import time
 import unittest
 
 KEY = "0102030405060708090A0b0c0d0e0f10"
-SUCCESS, USAGE, BAD_KEY, FILE, IMAGE, MANIFEST, PLUGIN, MODEL, RUNNER, RUN, CHECK, PACKAGE, FENCE = 0, *range(2, 14)
+(SUCCESS, USAGE, BAD_KEY, FILE, IMAGE, MANIFEST, PLUGIN, MODEL, RUNNER, RUN, CHECK, PACKAGE, TRUST, NOT_AUTHENTIC,
+ OTHER_KEY, FENCE) = 0, *range(2, 17)
 PLAIN = "--size 4x2 --plugin m.json"
 
 
@@ -80,8 +81,9 @@ class Program(unittest.TestCase):
 
     def test_ends_each_failure_with_its_code_and_one_line(self):
         (self.folder / "bad.json").write_text("{}")
-        (self.folder / "libtext.so").write_text("no library")
-        self.succeed("digest libtext.so --manifest text.json")
+        (self.folder / "text").mkdir()
+        (self.folder / "text/libtext.so").write_text("no library")
+        self.succeed("digest text/libtext.so --manifest text/m.json")
         self.write_changed("norange.json", '"offset": 0', '"offset": 0, "offset": 1')
         self.write_changed("noinit.json", "Initialize", "Finalize")
         self.write_changed("nocreate.json", '"Create', '"Destroy')
@@ -108,7 +110,12 @@ class Program(unittest.TestCase):
                 (f"seal net new --key-env X --key {KEY}", USAGE, "excludes"),
                 (f"seal net new --key {KEY} --key {KEY}", USAGE, "--key"),
                 ("seal net new", USAGE, "one of --key-file, --key-env and --key is required"),
-                ("keygen", USAGE, "--model is required"),
+                ("keygen", USAGE, "from [--model,--signing] is required"),
+                ("digest --manifest m.json", USAGE, "LIBRARY is required"),
+                ("digest --manifest no.json --sign key", FILE, "cannot open no.json"),
+                ("digest --manifest m.json --sign key", BAD_KEY, "not 64 hexadecimal digits"),
+                ("check --plugin m.json --trust key", BAD_KEY, "key is no public key of 64"),
+                ("check --plugin m.json --least-counter 1", USAGE, "requires --trust"),
                 ("keygen --model key", FILE, "cannot make key: File exists"),
                 (f"run net a.ppm --labels no {PLAIN}", FILE, "cannot open no"),
                 (f"run net a.ppm --config no {PLAIN}", FILE, "configuration file no"),
@@ -118,7 +125,7 @@ class Program(unittest.TestCase):
                 ("run net a.ppm --size 4x2 --plugin bad.json", MANIFEST, '"name" is missing'),
                 ("run net a.ppm --size 4x2 --plugin norange.json", MANIFEST, '"offset" stands twice'),
                 ("run net a.ppm --size 4x2 --plugin no.json", FILE, "cannot open no.json"),
-                ("run net a.ppm --size 4x2 --plugin text.json", PLUGIN, "code -1, its library"),
+                ("run net a.ppm --size 4x2 --plugin text/m.json", PLUGIN, "code -1, its library"),
                 ("run net a.ppm --size 4x2 --plugin noinit.json", PLUGIN, "code -4, "),
                 ("run net a.ppm --size 4x2 --plugin nocreate.json", PLUGIN, "create entry"),
                 (f"run net.xml a.ppm {PLAIN}", MODEL, "name the model without .xml"),
@@ -132,7 +139,7 @@ class Program(unittest.TestCase):
                 (f"seal no new --key {KEY}", FILE, "cannot open no.xml"),
                 ("digest a.ppm --range 4294967295:1", FILE, "the range goes beyond"),
                 ("digest a.ppm --closed", USAGE, "--closed requires --manifest"),
-                ("check --plugin text.json", PLUGIN, "cannot load plug-in libtext.so")):
+                ("check --plugin text/m.json", PLUGIN, "cannot load plug-in libtext.so")):
             with self.subTest(arguments):
                 self.assertEqual(self.run_program(arguments), code)
                 self.assertRegex(self.error, r"\Aombrel: [^\n]*\n\Z")
@@ -197,16 +204,57 @@ class Program(unittest.TestCase):
             shutil.copy(trap.parent / name, self.folder)
         self.succeed("digest libtop.so libmiddle.so --manifest top.json")
         self.assertEqual(self.run_program("check --plugin top.json"), CHECK)
-        self.assertRegex(self.error, r"\Aombrel: libdeep.so is mapped from /.*, and not listed\n"
-                                     r"ombrel: 1 libraries of the folder run without a proof")
+        self.assertRegex(self.error, r"\Aombrel: libdeep.so is not listed, and a loader could .*\n"
+                                     r"ombrel: libecho.so is not listed, and .*\n"
+                                     r"ombrel: 2 libraries of the folder have no proof")
+        # A host of an open folder hears of them when one of them is mapped.
+        self.assertEqual(self.run_program("run net a.ppm --size 4x2 --plugin top.json"), PLUGIN)
+        self.assertIn("libdeep.so is mapped from its folder, and not listed", self.error)
         self.succeed("digest libdeep.so --manifest top.json --closed")
         self.assertEqual(self.run_program("check --plugin top.json"), PACKAGE)
         self.assertIn("ombrel: libecho.so is not listed, in a folder that is closed\n", self.error)
 
+    def test_takes_a_manifest_that_is_signed_and_new_enough(self):
+        self.succeed("keygen --signing signer")
+        self.succeed("keygen --signing stranger")
+        self.assertEqual((self.folder / "signer").stat().st_mode & 0o777, 0o600)
+        self.assertEqual(self.run_program("check --plugin m.json --trust signer.pub"), TRUST)
+        self.assertIn("m.json is not signed: m.json.sig cannot be opened", self.error)
+        self.succeed("digest --manifest m.json --counter 2 --sign signer")
+        first = [(self.folder / name).read_bytes() for name in ("m.json", "m.json.sig")]
+        for command in ("check", "run net a.ppm --size 4x2", "bench net --size 4x2 --seconds 0.01"):
+            self.succeed(f"{command} --plugin m.json --trust signer.pub --least-counter 2")
+            for trust, error in (("stranger.pub", "or is signed by another key"),
+                                 ("signer.pub --least-counter 3", "is an older one: its counter is 2, and")):
+                self.assertEqual(self.run_program(f"{command} --plugin m.json --trust {trust}"), TRUST)
+                self.assertIn(error, self.error)
+        self.assertEqual(self.run_program("digest --manifest m.json --counter 1 --sign signer"), MANIFEST)
+        self.succeed("digest libecho.so --manifest m.json --counter 3 --sign signer")
+        self.succeed("check --plugin m.json --trust signer.pub --least-counter 3")
+        for name, content in zip(("m.json", "m.json.sig"), first):  # an older pair, put back
+            (self.folder / name).write_bytes(content)
+        self.assertEqual(self.run_program("check --plugin m.json --trust signer.pub --least-counter 3"), TRUST)
+        self.succeed("digest libecho.so --manifest m.json --model-suffix .net")
+        self.assertIn("m.json.sig is of the manifest as it was", self.error)
+        self.assertEqual(self.run_program("check --plugin m.json --trust signer.pub"), TRUST)
+
+    def test_warns_of_files_that_others_may_change_or_refuses_them(self):
+        self.library.chmod(0o644)
+        self.succeed("check --plugin m.json --strict")
+        self.assertEqual(self.error, "")
+        self.library.chmod(0o666)
+        line = "libecho.so may be changed or exchanged by other users\n"
+        for command in ("check", "run net a.ppm --size 4x2"):
+            self.succeed(f"{command} --plugin m.json")
+            self.assertEqual(self.error, f"ombrel: warning: {line}")
+            self.assertEqual(self.run_program(f"{command} --plugin m.json --strict"), PACKAGE)
+            self.assertTrue(self.error.startswith(f"ombrel: {line}"))
+
     def test_springs_the_trap_where_it_is_listed(self):
-        shutil.copy(trap, self.folder / "libtrap.so")
-        self.succeed("digest libtrap.so --manifest t.json")
-        self.run_program("check --plugin t.json", OMBREL_TEST_TRAP=str(self.folder / "sprung"))
+        (self.folder / "trap").mkdir()
+        shutil.copy(trap, self.folder / "trap/libtrap.so")
+        self.succeed("digest trap/libtrap.so --manifest trap/m.json")
+        self.run_program("check --plugin trap/m.json", OMBREL_TEST_TRAP=str(self.folder / "sprung"))
         self.assertTrue((self.folder / "sprung").exists())
 
     def test_takes_the_key_from_where_it_is_kept(self):
@@ -216,7 +264,7 @@ class Program(unittest.TestCase):
             with self.subTest(arguments):
                 self.succeed(f"run net a.ppm --raw raw {arguments} {PLAIN}", typed, THE_KEY=variable)
                 self.assertEqual((self.folder / "raw").read_bytes(), expected.tobytes())
-        os.umask(0)
+        self.addCleanup(os.umask, os.umask(0))
         self.succeed("keygen --model made")
         made = (self.folder / "made").read_text()
         self.assertRegex(made, r"\A[0-9a-f]{32}\n\Z")
@@ -339,6 +387,20 @@ class Program(unittest.TestCase):
         self.assertEqual(len(sealed[0]), 16)
         self.assertEqual(*sealed)
         self.assertNotIn(KEY, self.out + self.error)
+
+        self.succeed(f"authenticate net --key {KEY}")
+        for base, form in (("new", "sealed"), ("net", "in the clear")):
+            self.succeed(f"verify {base} --key {KEY}")
+            self.assertEqual(self.out, f"{base} is the pair that was authenticated, {form}\n")
+            for change, code, message in (
+                    ("bin", NOT_AUTHENTIC, f"{base}.bin was changed in MiB 0"), ("auth", FILE, "cannot be opened")):
+                file = self.folder / f"{base}.{change}"
+                whole = file.read_bytes()
+                file.unlink() if change == "auth" else file.write_bytes(whole[:-1] + b"?")
+                self.assertEqual(self.run_program(f"verify {base} --key {KEY}"), code)
+                self.assertIn(message, self.error)
+                file.write_bytes(whole)
+            self.assertEqual(self.run_program(f"verify {base} --key {KEY[::-1]}"), OTHER_KEY)
 
         self.succeed(f"bench net --runners 3 --seconds 0.05 --json j {PLAIN}")
         self.assertIn("3 runners", self.out)

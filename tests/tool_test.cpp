@@ -98,7 +98,7 @@ TEST(PendingFile, IsOnTheDiskBeforeItHasItsName) {
   PendingFile first(folder / "first");
   PendingFile second(folder / "second");
   calls().clear();
-  commitPair(first, second);
+  commitTogether({&first, &second});
   EXPECT_EQ(calls(), "file file name folder name folder ");
 
   // What cannot be put in place at the end, when the other one is there already.
@@ -106,7 +106,9 @@ TEST(PendingFile, IsOnTheDiskBeforeItHasItsName) {
   PendingFile text(folder / "text");
   std::filesystem::create_directory(folder / "text");
   EXPECT_THAT(
-      [&] { commitPair(weights, text); },
+      [&] {
+        commitTogether({&weights, &text});
+      },
       testing::ThrowsMessage<ToolError>(AllOf(
           HasSubstr("cannot write " + (folder / "text") + ": Is a directory; "),
           HasSubstr((folder / "weights") + " is new, and of no use with what stands there"))));

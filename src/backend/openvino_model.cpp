@@ -11,6 +11,7 @@
 #include "ombrel/platform/byte_vector.h"
 #include "ombrel/platform/crypto.h"
 
+#include "backend/authentication.h"
 #include "backend/first_entry.h"
 #include "backend/openvino_runner.h"
 #include "backend/tensor_type.h"
@@ -82,6 +83,7 @@ void OpenVINOModel::ReadNetwork(const ModelParams& params, const std::string& pa
   readModelFile(path, kWeights, binData.data(), binData.size());
   if (params.key != nullptr) {
     ByteVector key = aesKey(params);
+    requireAuthentic(params.path, xmlData, binData, key, authenticationRequired);
     const bool text = decrypt(xmlData, key), weights = decrypt(binData, key);
     // The engine does not look at weights that the network has no use for.
     if (!text || !weights) throw IE::GeneralError("The model could not be decrypted");

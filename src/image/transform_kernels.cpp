@@ -13,57 +13,14 @@
 #include <hwy/foreach_target.h>  // compiles this file once more for each instruction set
 #include <hwy/highway.h>
 
+#include "image/pixel_vectors-inl.h"
+
 HWY_BEFORE_NAMESPACE();
 namespace OMB::ImageUtils::HWY_NAMESPACE {
 
 using Byte = unsigned char;
 
-#if HWY_TARGET == HWY_SSE4 || HWY_TARGET == HWY_AVX2 || HWY_TARGET == HWY_AVX3 || \
-    HWY_TARGET == HWY_NEON
-
-namespace hn = hwy::HWY_NAMESPACE;
-
-using Bytes = hn::ScalableTag<std::uint8_t>;
-using Floats = hn::ScalableTag<float>;
-using Ints = hn::ScalableTag<std::int32_t>;
-using QuarterBytes = hn::Rebind<std::uint8_t, Floats>;
-using ByteVec = hn::Vec<Bytes>;
-using FloatVec = hn::Vec<Floats>;
-using IntVec = hn::Vec<Ints>;
-
-constexpr std::size_t kFloats = hn::MaxLanes(Floats());
-constexpr std::size_t kBytes = hn::MaxLanes(Bytes());
-constexpr std::size_t kBlocks = kBytes / 16;  // shuffles of bytes stay within 16 bytes
-
-/// Which byte of a 16-byte block goes where; an entry of kNone gives 0.
-struct ByteTable {
-  alignas(16) std::uint8_t from[16];
-};
-constexpr std::uint8_t kNone = 0x80;
-
-/// Which 32-bit lane of a vector goes where.
-struct LaneTable {
-  alignas(64) std::int32_t from[kFloats];
-};
-
-HWY_INLINE ByteVec shuffle(ByteVec v, const ByteTable& table) {
-  return hn::TableLookupBytesOr0(v, hn::LoadDup128(Bytes(), table.from));
-}
-
-HWY_INLINE ByteVec permute(ByteVec v, const LaneTable& table) {
-  const auto indices = hn::SetTableIndices(Ints(), table.from);
-  return hn::BitCast(Bytes(), hn::TableLookupLanes(hn::BitCast(Ints(), v), indices));
-}
-
-/// Four pixels of kChannels bytes to a block: lanes 0 to kChannels - 1 of each block are filled.
-template <std::size_t kChannels>
-constexpr LaneTable spreadBlocks() {
-  LaneTable table{};
-  for (std::size_t i = 0; i < kFloats; ++i) {
-    table.from[i] = static_cast<std::int32_t>(i / 4 * kChannels + i % 4 % kChannels);
-  }
-  return table;
-}
+#if OMBREL_HAS_VECTORS
 
 /// The way back: what the blocks hold in lanes 0 to kChannels - 1 moves to the front.
 template <std::size_t kChannels>
@@ -80,16 +37,6 @@ constexpr LaneTable groupLanes() {
   LaneTable table{};
   for (std::size_t i = 0; i < kFloats; ++i) {
     table.from[i] = static_cast<std::int32_t>(i % kBlocks * 4 + i / kBlocks);
-  }
-  return table;
-}
-
-/// One channel of four interleaved pixels, widened to 32 bits.
-template <std::size_t kChannels, std::size_t kChannel>
-constexpr ByteTable widenChannel() {
-  ByteTable table{};
-  for (std::size_t k = 0; k < 16; ++k) {
-    table.from[k] = k % 4 == 0 ? static_cast<std::uint8_t>(k / 4 * kChannels + kChannel) : kNone;
   }
   return table;
 }
@@ -182,25 +129,6 @@ HWY_INLINE FloatVec loadWiden(const Byte* src) {
   return scale(hn::PromoteTo(Ints(), hn::LoadU(QuarterBytes(), src)));
 }
 
-template <std::size_t kChannels, typename V>
-struct Pixels {
-  HWY_INLINE Pixels() {}  // one that the compiler makes would lack the instruction set
-  V channel[kChannels];
-};
-
-template <std::size_t kChannels, typename Tag>
-HWY_INLINE Pixels<kChannels, hn::Vec<Tag>> loadPixels(Tag d, const hn::TFromD<Tag>* src) {
-  Pixels<kChannels, hn::Vec<Tag>> v;
-  if constexpr (kChannels == 2) {
-    hn::LoadInterleaved2(d, src, v.channel[0], v.channel[1]);
-  } else if constexpr (kChannels == 3) {
-    hn::LoadInterleaved3(d, src, v.channel[0], v.channel[1], v.channel[2]);
-  } else {
-    hn::LoadInterleaved4(d, src, v.channel[0], v.channel[1], v.channel[2], v.channel[3]);
-  }
-  return v;
-}
-
 template <std::size_t kChannels, typename Tag>
 HWY_INLINE void storePixels(const Pixels<kChannels, hn::Vec<Tag>>& v, Tag d, hn::TFromD<Tag>* dst) {
   if constexpr (kChannels == 2) {
@@ -227,10 +155,6 @@ std::size_t vectorStraight(const S* src, D* dst, std::size_t count) {
   }
   return i;
 }
-
-/// As many vectors as the registers hold: the fewer the changes from plane to plane, the better the
-/// caches take planes that lie unluckily to each other.
-constexpr std::size_t kLongRun = HWY_TARGET == HWY_AVX3 ? 16 : 8;
 
 template <std::size_t kChannels, std::size_t kChannel, std::size_t kRun>
 HWY_INLINE void storeChannels(const ByteVec (&blocks)[kRun], float* dst, std::size_t pixels) {

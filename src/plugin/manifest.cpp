@@ -13,7 +13,6 @@
 #include "ombrel/platform/hex.h"
 
 #include "plugin/path_text.h"
-#include "system/open_file.h"
 
 namespace OMB {
 namespace {
@@ -75,10 +74,14 @@ class Fields {
     return result;
   }
 
-  std::uint32_t number(const std::string& name) const {
+  std::uint64_t longNumber(const std::string& name) const {
     const json& value = field(name);
     if (!value.is_number_unsigned()) fail(path(name), "is not a whole number from 0 on");
-    const auto result = value.get<std::uint64_t>();
+    return value.get<std::uint64_t>();
+  }
+
+  std::uint32_t number(const std::string& name) const {
+    const std::uint64_t result = longNumber(name);
     if (result > std::numeric_limits<std::uint32_t>::max()) fail(path(name), "exceeds 32 bits");
     return static_cast<std::uint32_t>(result);
   }
@@ -148,7 +151,7 @@ ManifestFile readFile(const json& value, const std::string& where) {
 Manifest readManifestObject(const json& value) {
   const Fields fields(value, "",
                       {"name", "folder", "initialize", "create", "model_suffix", "dependencies",
-                       "files", "closed"});
+                       "files", "closed", "counter"});
   Manifest manifest{
       fields.library("name"),
       fields.nonEmptyText("folder"),
@@ -160,6 +163,7 @@ Manifest readManifestObject(const json& value) {
   if (fields.has("files")) manifest.files = fields.list("files", readFile, "is empty");
   requireDifferent(manifest.files, "files");
   manifest.closed = fields.has("closed") && fields.flag("closed");
+  if (fields.has("counter")) manifest.counter = fields.longNumber("counter");
   return manifest;
 }
 
@@ -209,6 +213,7 @@ ordered_json toJson(const Manifest& manifest) {
     object["files"].push_back({{"name", file.name}, {"sha256", Utility::encodeHex(file.sha256)}});
   }
   if (manifest.closed) object["closed"] = true;
+  if (manifest.counter != 0) object["counter"] = manifest.counter;
   return object;
 }
 
@@ -222,15 +227,6 @@ Manifest parseManifest(std::string_view text) {
   } catch (const json::exception& error) {
     throw ManifestError(std::string("is not JSON: ") + error.what());
   }
-}
-
-Manifest readManifest(const std::string& fileName) {
-  system::OpenFile file(fileName);
-  const std::int64_t size = file.size();
-  if (size < 0) throw ManifestError("cannot be opened");
-  std::string text(static_cast<std::size_t>(size), '\0');
-  text.resize(file.read(text.data(), text.size()));
-  return parseManifest(text);
 }
 
 std::string formatManifest(const Manifest& manifest) {

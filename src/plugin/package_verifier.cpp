@@ -1,15 +1,16 @@
 #include "ombrel/plugin/package_verifier.h"
 
 #include <algorithm>
-#include <deque>
 #include <filesystem>
 #include <set>
+#include <string_view>
 #include <system_error>
 
-#include "plugin/file_digests.h"
 #include "plugin/path_text.h"
+#include "plugin/proven_files.h"
+#include "plugin/proven_plugin.h"
 #include "system/module.h"
-#include "system/open_file.h"
+#include "system/rights.h"
 
 namespace OMB {
 namespace {
@@ -60,21 +61,23 @@ EPackageFault faultOf(Covered part) {
   return EPackageFault::UNREADABLE;
 }
 
-}  // namespace
+// By its suffix, which versions may follow.
+bool isLibraryName(const std::string& name) {
+  const std::string_view suffix = system::kModuleSuffix;
+  const std::size_t at = name.rfind(suffix);
+  return at != std::string::npos &&
+         (at + suffix.size() == name.size() || name[at + suffix.size()] == '.');
+}
 
-struct PackageVerifier::Files {
-  Files(const std::string& root, std::vector<PackageFinding>& result)
-      : folder(fs::absolute(pathOf(root)).lexically_normal()), findings(result) {}
-
-  // One place, and what it leads to if it is a link.
-  void prove(const fs::path& place, const std::vector<ExpectedDigest>& digests) {
-    known.insert(place);
-    std::error_code none;
-    known.insert(place.parent_path() / fs::canonical(place, none).filename());
-    // With the manifest's separators.
-    const fs::path name = place.lexically_relative(folder).generic_u8string();
-    findings.push_back({textOf(name), faultAt(place, digests)});
-  }
+// What is found on a walk over a package.
+class Survey {
+ public:
+  Survey(const std::string& root, std::vector<PackageFinding>& faults,
+         std::vector<PackageFinding>& doubts)
+      : files(std::make_shared<ProvenFiles>(fs::absolute(pathOf(root)).lexically_normal())),
+        folder(files->folder),
+        findings(faults),
+        warnings(doubts) {}
 
   // A dependency in each of the places where the loader may find it.
   void prove(const ManifestDependency& dependency) {
@@ -86,7 +89,11 @@ struct PackageVerifier::Files {
       places.insert((folder / pathOf(dependency.file)).lexically_normal());
     }
     if (places.empty()) findings.push_back({dependency.name, EPackageFault::MISSING});
-    for (const fs::path& place : places) prove(place, digestsOf(dependency));
+    for (const fs::path& place : places) prove(place, dependency.name, digestsOf(dependency));
+  }
+
+  void prove(const ManifestFile& file) {
+    prove(folder / pathOf(file.name), {}, {{file.sha256, 0, ExpectedDigest::kAll}});
   }
 
   // The library that everything begins with: nothing else tests it if no dependency names it.
@@ -102,7 +109,7 @@ struct PackageVerifier::Files {
     if (!found) findings.push_back({plugin, EPackageFault::MISSING});
   }
 
-  void requireNothingElse(const std::vector<std::string>& besides) {
+  void lookForOthers(bool closed, const std::vector<std::string>& besides) {
     for (const std::string& name : besides) known.insert(folder / pathOf(name));
     std::set<std::string> extras;  // in an order that does not change
     std::error_code failed;
@@ -110,29 +117,80 @@ struct PackageVerifier::Files {
          entry.increment(failed)) {
       if (!known.contains(entry->path())) extras.insert(textOf(entry->path().filename()));
     }
-    for (const std::string& name : extras) findings.push_back({name, EPackageFault::EXTRA});
+    for (const std::string& name : extras) {
+      if (closed) findings.push_back({name, EPackageFault::EXTRA});
+      if (!closed && isLibraryName(name)) warnings.push_back({name, EPackageFault::EXTRA_LIBRARY});
+    }
     if (failed) findings.push_back({textOf(folder), EPackageFault::UNREADABLE});
   }
 
-  const fs::path folder;
+  // Each file, the folders that they lie in, and those above.
+  void lookForRights() {
+    std::set<fs::path> places = {folder, canonical(folder)};
+    for (const fs::path& place : known) {
+      const fs::path file = canonical(place);
+      if (file.empty()) continue;  // nothing is there
+      if (system::mayOthersWrite(textOf(file))) doubt(place);
+      places.insert({place.parent_path(), file.parent_path()});
+    }
+    std::set<fs::path> above;
+    for (const fs::path& place : places) {
+      if (system::mayOthersWrite(textOf(place))) doubt(place);
+      for (fs::path next = place; next != next.parent_path();) {
+        next = next.parent_path();
+        if (!places.contains(next)) above.insert(next);
+      }
+    }
+    for (const fs::path& place : above) {
+      if (system::mayOthersReplaceIn(textOf(place))) doubt(place);
+    }
+  }
+
+  const std::shared_ptr<ProvenFiles> files;
 
  private:
-  EPackageFault faultAt(const fs::path& place, const std::vector<ExpectedDigest>& digests) {
+  // Without links on the way; empty if nothing is there.
+  static fs::path canonical(const fs::path& place) {
+    std::error_code none;
+    return fs::canonical(place, none);
+  }
+
+  // One place, and what it leads to if it is a link.
+  void prove(const fs::path& place, const std::string& library,
+             const std::vector<ExpectedDigest>& digests) {
+    known.insert(place);
+    known.insert(place.parent_path() / canonical(place).filename());
+    findings.push_back({nameOf(place), faultAt(place, library, digests)});
+  }
+
+  EPackageFault faultAt(const fs::path& place, const std::string& library,
+                        const std::vector<ExpectedDigest>& digests) {
     std::error_code none;
     const fs::file_status status = fs::status(place, none);
     if (!fs::exists(status)) return EPackageFault::MISSING;
     if (!fs::is_regular_file(status)) return EPackageFault::NOT_PLAIN;
     if (leavesFolder(place)) return EPackageFault::LEAVES_FOLDER;
-    system::OpenFile& file = open.emplace_back(textOf(place));
-    const std::int64_t size = file.size();
-    if (size < 0) return EPackageFault::UNREADABLE;
-    return faultOf(covered(file, static_cast<std::uint64_t>(size), digests));
+    return faultOf(files->prove(place, library, digests));
   }
 
+  void doubt(const fs::path& place) {
+    const bool isInFolder = place.parent_path() == folder;
+    warnings.push_back({isInFolder ? nameOf(place) : textOf(place), EPackageFault::OPEN_TO_OTHERS});
+  }
+
+  // With the manifest's separators.
+  std::string nameOf(const fs::path& place) const {
+    const fs::path name = place.lexically_relative(folder).generic_u8string();
+    return textOf(name);
+  }
+
+  const fs::path& folder;
   std::vector<PackageFinding>& findings;
-  std::set<fs::path> known;           // places that were looked at, or may be there
-  std::deque<system::OpenFile> open;  // which do not move
+  std::vector<PackageFinding>& warnings;
+  std::set<fs::path> known;  // places that were looked at, or may be there
 };
+
+}  // namespace
 
 const char* PackageFinding::Describe() const noexcept {
   switch (fault) {
@@ -154,22 +212,31 @@ const char* PackageFinding::Describe() const noexcept {
       return "is proven in part only, by a range";
     case EPackageFault::EXTRA:
       return "is not listed, in a folder that is closed";
+    case EPackageFault::EXTRA_LIBRARY:
+      return "is not listed, and a loader could take it for a library of the package";
+    case EPackageFault::OPEN_TO_OTHERS:
+      return "may be changed or exchanged by other users";
   }
   return "is of an unknown state";
 }
 
-PackageVerifier::PackageVerifier(const std::string& folder, const Manifest& manifest,
+PackageVerifier::PackageVerifier(const std::string& folder, const Manifest& listed,
                                  const std::vector<std::string>& besides)
-    : held(std::make_unique<Files>(folder, findings)) {
-  for (const ManifestDependency& dependency : manifest.dependencies) held->prove(dependency);
-  for (const ManifestFile& file : manifest.files) {
-    held->prove(held->folder / pathOf(file.name), {{file.sha256, 0, ExpectedDigest::kAll}});
-  }
-  held->requireListed(manifest.name);
-  if (manifest.closed) held->requireNothingElse(besides);
+    : manifest(listed) {
+  Survey survey(folder, findings, warnings);
+  for (const ManifestDependency& dependency : manifest.dependencies) survey.prove(dependency);
+  for (const ManifestFile& file : manifest.files) survey.prove(file);
+  survey.requireListed(manifest.name);
+  survey.lookForOthers(manifest.closed, besides);
+  survey.lookForRights();
+  proven = survey.files;
 }
 
 PackageVerifier::~PackageVerifier() = default;
+
+std::unique_ptr<DynamicPlugin> PackageVerifier::MakePlugin() const {
+  return std::make_unique<ProvenPlugin>(manifest, IsProven() ? proven : nullptr);
+}
 
 bool PackageVerifier::IsProven() const noexcept {
   return std::ranges::all_of(

@@ -7,14 +7,19 @@
 
 namespace OMB::system {
 
-/// Open for reading from its first byte on. Nobody else is locked out.
+/// Open for reading from its first byte on.
 class OpenFile {
  public:
   using Native = std::intptr_t;
   static constexpr Native kNone = -1;
 
+  enum class Others {
+    kMayChangeIt,
+    kLockedOut,  ///< from writing, moving and removing it, where the system can: on Windows
+  };
+
   /// `path` is UTF-8, or the system's own bytes. Does not wait for a pipe's writer.
-  explicit OpenFile(const std::string& path);
+  explicit OpenFile(const std::string& path, Others others = Others::kMayChangeIt);
   ~OpenFile();
   OpenFile(const OpenFile&) = delete;
   OpenFile& operator=(const OpenFile&) = delete;
@@ -24,6 +29,14 @@ class OpenFile {
 
   /// Goes on reading up to `size` bytes; the number of bytes that there were.
   std::size_t read(void* buffer, std::size_t size) noexcept;
+
+  /// When its bytes, rights or names were changed last, in nanoseconds since 1970, as exactly as
+  /// the file system keeps it. Nobody sets it by hand but who sets the clock. 0 if it can't be
+  /// told.
+  std::int64_t lastChange() const noexcept;
+
+  /// Whether the path leads to this very file now.
+  bool isAt(const std::string& path) const noexcept;
 
   /// The system's handle, kNone if it could not be opened.
   Native native() const noexcept { return handle; }

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -13,8 +12,6 @@
 #include "ombrel/plugin/plugin_manager.h"
 #include "ombrel/plugin/return_codes.h"
 
-#include "mapped_modules.h"
-#include "plugin_setup.h"
 #include "tool_error.h"
 
 namespace OMB::tool {
@@ -38,12 +35,6 @@ const char* verdictOf(int code) {
     default:
       return "refused";
   }
-}
-
-void loadOwnLibrary(const Manifest& manifest, const std::string& folder) {
-  Library library(manifest.name);
-  if (Utility::LoadLibraryA(folder.c_str(), library)) return;
-  throw ToolError(ExitCode::Plugin, "cannot load plug-in " + manifest.name + " from " + folder);
 }
 
 /// A test of one dependency alone. A test of all of them together would end at the first failure.
@@ -75,12 +66,17 @@ void printFindings(const std::vector<Finding>& findings) {
   }
 }
 
-/// The load itself, which also calls the plug-in's initialize entry.
-void requireLoad(const Manifest& manifest, const std::string& folder) {
-  DynamicPlugin plugin = makePlugin(manifest);
+/// The load as hosts do it, which also calls the plug-in's initialize entry.
+int load(DynamicPlugin& plugin, const std::string& folder) {
   PluginManager manager;
   manager.SetPluginsDirectory(folder.c_str());
   const int code = manager.Load(plugin);
+  if (code != PLUGIN_LOAD_FAILED) return code;
+  throw ToolError(ExitCode::Plugin,
+                  std::string("cannot load plug-in ") + plugin.GetName() + " from " + folder);
+}
+
+void requireLoaded(int code, const DynamicPlugin& plugin, const Manifest& manifest) {
   if (code != PLUGIN_OK) {
     throw ToolError(ExitCode::Plugin, manifest.name + " does not load: code " +
                                           std::to_string(code) + ", " + describePluginCode(code));
@@ -90,40 +86,39 @@ void requireLoad(const Manifest& manifest, const std::string& folder) {
   }
 }
 
-/// What the loader took from the folder although no list names it, which the folder is open to.
-void requireListed(const PackageVerifier& package, const std::string& folder) {
-  std::set<std::string> unlisted = modulesFrom(folder);
-  for (const PackageFinding& finding : package.GetFindings()) unlisted.erase(finding.name);
-  if (unlisted.empty()) return;
-  for (const std::string& name : unlisted) {
-    std::fprintf(stderr, "ombrel: %s is mapped from %s, and not listed\n", name.c_str(),
-                 folder.c_str());
+/// What a loader could come to in a folder that is open.
+void requireListed(const PackageVerifier& package) {
+  std::size_t unlisted = 0;
+  for (const PackageFinding& finding : package.GetWarnings()) {
+    if (finding.fault != EPackageFault::EXTRA_LIBRARY) continue;
+    ++unlisted;
+    std::fprintf(stderr, "ombrel: %s %s\n", finding.name.c_str(), finding.Describe());
   }
-  throw ToolError(ExitCode::Check, std::to_string(unlisted.size()) +
-                                       " libraries of the folder run without a proof; list them, "
-                                       "and close the folder with digest --closed");
+  if (unlisted == 0) return;
+  throw ToolError(ExitCode::Check, std::to_string(unlisted) +
+                                       " libraries of the folder have no proof; list them, and "
+                                       "close the folder with digest --closed");
 }
 
 }  // namespace
 
-ExitCode checkCommand(const std::filesystem::path& file) {
-  const Manifest manifest = loadManifest(file);
-  const auto package = verifyPackage(file, manifest);
-  requireProven(*package);
+ExitCode checkCommand(const PackageOptions& options) {
+  const Manifest manifest = loadManifest(options);
+  const auto package = provePackage(options, manifest);
+  requireListed(*package);
 
-  const std::string folder = pluginFolder(file.string(), manifest);
-  loadOwnLibrary(manifest, folder);
+  const std::string folder = pluginFolder(options.manifest.string(), manifest);
+  const auto plugin = package->MakePlugin();
+  const int code = load(*plugin, folder);
   const std::vector<Finding> findings = testDependencies(manifest, folder);
   printFindings(findings);
-  const auto failures = std::count_if(findings.begin(), findings.end(),
-                                      [](const Finding& finding) { return !finding.passed; });
+  const auto failures = std::ranges::count(findings, false, &Finding::passed);
   if (failures > 0) {
     throw ToolError(ExitCode::Check, std::to_string(failures) + " of " +
                                          std::to_string(findings.size()) +
                                          " dependencies did not pass");
   }
-  requireLoad(manifest, folder);
-  requireListed(*package, folder);
+  requireLoaded(code, *plugin, manifest);
   std::printf("%s passed with all of its %zu dependencies, and %zu files before that\n",
               manifest.name.c_str(), findings.size(), package->GetFindings().size());
   return ExitCode::Success;

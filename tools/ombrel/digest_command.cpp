@@ -4,13 +4,14 @@
 #include <charconv>
 #include <cstdio>
 #include <limits>
+#include <span>
 
 #include "ombrel/platform/crypto.h"
 #include "ombrel/platform/file_utils.h"
 #include "ombrel/platform/hex.h"
 
 #include "files.h"
-#include "plugin_setup.h"
+#include "signing.h"
 #include "system_calls.h"
 #include "tool_error.h"
 
@@ -48,12 +49,23 @@ void replace(std::string& field, const std::optional<std::string>& value) {
   if (value) field = *value;
 }
 
+/// A host that has seen the higher one would refuse the new list, and rightly.
+void raiseCounter(Manifest& manifest, std::uint64_t counter) {
+  if (counter < manifest.counter) {
+    throw ToolError(ExitCode::Manifest, "the manifest's counter is " +
+                                            std::to_string(manifest.counter) +
+                                            " already, and only goes up");
+  }
+  manifest.counter = counter;
+}
+
 void replaceFields(Manifest& manifest, const DigestOptions& options) {
   replace(manifest.name, options.name);
   replace(manifest.folder, options.folder);
   replace(manifest.initialize, options.initialize);
   replace(manifest.create, options.create);
   replace(manifest.modelSuffix, options.modelSuffix);
+  if (options.counter) raiseCounter(manifest, *options.counter);
 }
 
 /// Adds the digest to the alternatives of the library's entry, which is made if there is none.
@@ -99,9 +111,42 @@ std::string checkedText(const Manifest& manifest) {
   }
 }
 
+/// As it stands, whoever signed it: this is where it is changed.
+Manifest readOrMake(const DigestOptions& options) {
+  if (std::filesystem::exists(options.manifest)) {
+    try {
+      return parseManifest(readTextFile(options.manifest));
+    } catch (const ManifestError& error) {
+      throw ToolError(ExitCode::Manifest, options.manifest.string() + ": " + error.what());
+    }
+  }
+  if (options.libraries.empty()) {
+    throw ToolError(ExitCode::File, "cannot open " + options.manifest.string());
+  }
+  return newManifest(options);
+}
+
+void write(const std::string& text, const DigestOptions& options) {
+  std::filesystem::path signaturePlace = options.manifest;
+  signaturePlace += ".sig";
+  PendingFile file(options.manifest);
+  file.write(text);
+  if (!options.signingKey.empty()) {
+    const system::Signature signature = signText(text, options.signingKey);
+    PendingFile signatureFile(signaturePlace);
+    signatureFile.write(std::as_bytes(std::span(signature)));
+    commitTogether({&signatureFile, &file});
+    return;
+  }
+  file.commit();
+  if (std::filesystem::exists(signaturePlace)) {
+    std::fprintf(stderr, "ombrel: warning: %s is of the manifest as it was; sign with --sign\n",
+                 signaturePlace.string().c_str());
+  }
+}
+
 void writeManifest(const DigestOptions& options) {
-  Manifest manifest = std::filesystem::exists(options.manifest) ? loadManifest(options.manifest)
-                                                                : newManifest(options);
+  Manifest manifest = readOrMake(options);
   replaceFields(manifest, options);
   for (const std::filesystem::path& library : options.libraries) {
     addDigest(manifest, fileName(library), digestFile(library, options.range), {});
@@ -113,9 +158,7 @@ void writeManifest(const DigestOptions& options) {
   }
   for (const std::filesystem::path& file : options.files) addFile(manifest, file);
   manifest.closed = manifest.closed || options.closed;
-  PendingFile file(options.manifest);
-  file.write(checkedText(manifest));
-  file.commit();
+  write(checkedText(manifest), options);
   std::printf("%s: %zu libraries\n", options.manifest.string().c_str(),
               manifest.dependencies.size());
 }
@@ -149,6 +192,9 @@ ManifestDigest digestFile(const std::filesystem::path& file,
 }
 
 ExitCode digestCommand(const DigestOptions& options) {
+  if (options.libraries.empty() && options.signingKey.empty()) {
+    throw ToolError(ExitCode::Usage, "LIBRARY is required, but to sign a manifest as it is");
+  }
   if (options.manifest.empty()) {
     printDigests(options);
   } else {

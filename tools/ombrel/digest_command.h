@@ -34,6 +34,8 @@ struct DigestOptions {
   std::optional<std::string> initialize;
   std::optional<std::string> create;
   std::optional<std::string> modelSuffix;
+  std::optional<std::uint64_t> counter;
+  std::filesystem::path signingKey;  ///< empty: the manifest is not signed
 };
 
 /// Reads "OFFSET:LENGTH", two decimal numbers of 32 bits. Returns false for anything else.

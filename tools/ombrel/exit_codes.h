@@ -17,7 +17,10 @@ enum class ExitCode : int {
   Run = 10,
   Check = 11,
   Package = 12,
-  Fence = 13,
+  Trust = 13,
+  NotAuthentic = 14,
+  OtherKey = 15,
+  Fence = 16,
 };
 
 struct ExitMeaning {
@@ -40,6 +43,10 @@ inline constexpr ExitMeaning exitMeanings[] = {
     {ExitCode::Run, "the network does not take the image, or failed on it"},
     {ExitCode::Check, "a dependency was refused, did not load, or runs without a proof"},
     {ExitCode::Package, "a file is not as the manifest has it; nothing was loaded"},
+    {ExitCode::Trust,
+     "the manifest is not signed by the trusted key, or too old; nothing was loaded"},
+    {ExitCode::NotAuthentic, "a model pair is not the one that was authenticated"},
+    {ExitCode::OtherKey, "the pair's tags were made with another key"},
     {ExitCode::Fence, "the engine crashed or hung behind the fence, or there is no fence"},
 };
 

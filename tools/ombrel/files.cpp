@@ -4,10 +4,12 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <fstream>
 #include <random>
 #include <system_error>
 #include <unistd.h>
 
+#include "ombrel/platform/byte_vector.h"
 #include "ombrel/platform/file_utils.h"
 
 #include "system_calls.h"
@@ -37,6 +39,8 @@ std::filesystem::path temporaryName(const std::filesystem::path& target) {
   return name;
 }
 
+constexpr std::size_t kPieceBytes = std::size_t{1} << 20;
+
 // What every system writes in one call.
 constexpr std::size_t kMostAtOnce = std::size_t{1} << 30;
 
@@ -48,6 +52,18 @@ std::string readTextFile(const std::filesystem::path& file) {
   std::string text(static_cast<std::size_t>(size), '\0');
   Utility::readAllFile(file.string(), text.data(), text.size());
   return text;
+}
+
+void readInPieces(const std::filesystem::path& file,
+                  const std::function<void(std::span<const unsigned char>)>& take) {
+  std::ifstream source(file, std::ios::binary);
+  if (!source) throw ToolError(ExitCode::File, "cannot open " + file.string());
+  ByteVector piece(kPieceBytes);
+  while (source) {
+    source.read(reinterpret_cast<char*>(piece.data()), static_cast<std::streamsize>(piece.size()));
+    take(std::span(piece).first(static_cast<std::size_t>(source.gcount())));
+  }
+  if (source.bad()) throw ToolError(ExitCode::File, "cannot read " + file.string());
 }
 
 PendingFile::PendingFile(const std::filesystem::path& place)
@@ -96,16 +112,19 @@ void PendingFile::fail(const std::string& reason) const {
   throw ToolError(ExitCode::File, "cannot write " + target.string() + ": " + reason);
 }
 
-void commitPair(PendingFile& first, PendingFile& second) {
-  first.finish();
-  second.finish();
+void commitTogether(std::initializer_list<PendingFile*> files) {
+  for (PendingFile* file : files) file->finish();
   const SignalsHeld held;
-  first.commit();
-  try {
-    second.commit();
-  } catch (const ToolError& error) {
-    throw ToolError(error.code, std::string(error.what()) + "; " + first.place().string() +
-                                    " is new, and of no use with what stands there");
+  std::string done;
+  for (PendingFile* file : files) {
+    try {
+      file->commit();
+    } catch (const ToolError& error) {
+      if (done.empty()) throw;
+      throw ToolError(error.code, std::string(error.what()) + "; " + done +
+                                      ", and of no use with what stands there");
+    }
+    done += (done.empty() ? "" : " and ") + file->place().string() + " is new";
   }
 }
 

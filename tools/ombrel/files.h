@@ -3,6 +3,8 @@
 
 #include <cstddef>
 #include <filesystem>
+#include <functional>
+#include <initializer_list>
 #include <optional>
 #include <span>
 #include <string>
@@ -14,6 +16,11 @@ namespace OMB::tool {
 
 /// Everything that the file holds. Throws ToolError if it cannot be opened.
 std::string readTextFile(const std::filesystem::path& file);
+
+/// Gives all that the file holds, in its order; a piece stays as it is during its call. Throws
+/// ToolError if it cannot be read to its end.
+void readInPieces(const std::filesystem::path& file,
+                  const std::function<void(std::span<const unsigned char>)>& take);
 
 /// A file in the making. It is written beside its place under a name of its own and gets its name
 /// at the end, when its bytes are on the disk, so a run that fails or is ended by a signal leaves
@@ -46,9 +53,9 @@ class PendingFile {
   Descriptor file;
 };
 
-/// Commits two files that are of use together only. Nothing is put in place before both are on the
-/// disk, and no signal comes between. If the second cannot be put in place all the same, the
-/// ToolError says which is new and which is not.
-void commitPair(PendingFile& first, PendingFile& second);
+/// Commits files that are of use together only, in this order. Nothing is put in place before all
+/// are on the disk, and no signal comes between. If one cannot be put in place all the same, the
+/// ToolError says which are new.
+void commitTogether(std::initializer_list<PendingFile*> files);
 
 }  // namespace OMB::tool

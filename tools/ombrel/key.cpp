@@ -7,9 +7,12 @@
 #include <unistd.h>
 #include <utility>
 
+#include "ombrel/platform/crypto.h"
 #include "ombrel/platform/hex.h"
 
+#include "build_constants.h"
 #include "descriptor.h"
+#include "files.h"
 #include "process_memory.h"
 #include "system_calls.h"
 #include "tool_error.h"
@@ -18,7 +21,6 @@ namespace OMB::tool {
 namespace {
 
 constexpr std::string_view kOption = "--key";
-constexpr std::size_t kKeyDigits = 2 * kKeyBytes;
 
 /// Where the digits of a key begin, if the argument `at` says that it is one; or null.
 char* digitsAt(std::span<char*> arguments, std::size_t at) {
@@ -50,19 +52,6 @@ std::size_t readAll(const Descriptor& file, std::span<unsigned char> buffer,
   return done;
 }
 
-ByteVector readKeyFile(const std::filesystem::path& place) {
-  const bool standardInput = place == "-";
-  const std::string name = standardInput ? "standard input" : place.string();
-  const Descriptor file(standardInput ? dup(STDIN_FILENO) : openToRead(place));
-  if (!file) throw ToolError(ExitCode::File, "cannot open the key in " + name);
-  if (!standardInput) requirePrivate(file, name);
-  ByteVector text(kKeyDigits + 3);  // the end of a line, and one character to tell a longer one by
-  text.resize(readAll(file, text, name));
-  if (!text.empty() && text.back() == '\n') text.pop_back();
-  if (!text.empty() && text.back() == '\r') text.pop_back();
-  return parseKey({reinterpret_cast<const char*>(text.data()), text.size()});
-}
-
 ByteVector takeVariable(const std::string& name) {
   char* const digits = std::getenv(name.c_str());
   if (digits == nullptr) {
@@ -77,10 +66,36 @@ ByteVector takeVariable(const std::string& name) {
 
 }  // namespace
 
-ByteVector parseKey(std::string_view digits) {
-  ByteVector key(kKeyBytes);
+ByteVector parseKey(std::string_view digits, std::size_t size) {
+  ByteVector key(size);
   if (Utility::decodeHex(digits, key)) return key;
-  throw ToolError(ExitCode::BadKey, "the key is not 32 hexadecimal digits");
+  throw ToolError(ExitCode::BadKey,
+                  "the key is not " + std::to_string(2 * size) + " hexadecimal digits");
+}
+
+ByteVector readKeyFile(const std::filesystem::path& place, std::size_t size) {
+  const bool standardInput = place == "-";
+  const std::string name = standardInput ? "standard input" : place.string();
+  const Descriptor file(standardInput ? dup(STDIN_FILENO) : openToRead(place));
+  if (!file) throw ToolError(ExitCode::File, "cannot open the key in " + name);
+  if (!standardInput) requirePrivate(file, name);
+  ByteVector text(2 * size + 3);  // the end of a line, and one character to tell a longer one by
+  text.resize(readAll(file, text, name));
+  if (!text.empty() && text.back() == '\n') text.pop_back();
+  if (!text.empty() && text.back() == '\r') text.pop_back();
+  return parseKey({reinterpret_cast<const char*>(text.data()), text.size()}, size);
+}
+
+PublicKey readPublicKey(const std::filesystem::path& file) {
+  std::string digits = readTextFile(file);
+  digits.resize(digits.find_last_not_of("\r\n") + 1);
+  PublicKey key;
+  if (Utility::decodeHex(digits, key)) return key;
+  throw ToolError(ExitCode::BadKey, file.string() + " is no public key of 64 hexadecimal digits");
+}
+
+ByteVector effectiveKey(const ByteVector& key) {
+  return Crypto::effectiveKey(key.data(), static_cast<int>(kKeyBytes), keyMask);
 }
 
 ByteVector takeKey(std::span<char*> arguments) {
@@ -100,7 +115,7 @@ ByteVector takeKey(std::span<char*> arguments) {
 ByteVector fetchKey(KeySource& source) {
   if (!source.isSet()) return {};
   keepMemoryPrivate();
-  if (!source.file.empty()) return readKeyFile(source.file);
+  if (!source.file.empty()) return readKeyFile(source.file, kKeyBytes);
   if (!source.variable.empty()) return takeVariable(source.variable);
   return std::exchange(source.given, {});
 }

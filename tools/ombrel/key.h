@@ -8,10 +8,12 @@
 #include <string_view>
 
 #include "ombrel/platform/byte_vector.h"
+#include "ombrel/plugin/manifest.h"
 
 namespace OMB::tool {
 
 inline constexpr std::size_t kKeyBytes = 16;
+inline constexpr std::size_t kSigningKeyBytes = 32;
 
 /// Where the user says that the key is: in one of these, or in none.
 struct KeySource {
@@ -22,9 +24,19 @@ struct KeySource {
   bool isSet() const { return !given.empty() || !file.empty() || !variable.empty(); }
 };
 
-/// The bytes of a key written as 32 hexadecimal digits. Throws ToolError, which does not repeat the
+/// The bytes of a key written as hexadecimal digits. Throws ToolError, which does not repeat the
 /// digits.
-ByteVector parseKey(std::string_view digits);
+ByteVector parseKey(std::string_view digits, std::size_t size = kKeyBytes);
+
+/// The key of so many bytes in a file; "-" is standard input. Throws ToolError: for a file that
+/// cannot be read, for one of this user's that others may read, and as parseKey does.
+ByteVector readKeyFile(const std::filesystem::path& file, std::size_t size);
+
+/// The public half of a signing key. Throws ToolError.
+PublicKey readPublicKey(const std::filesystem::path& file);
+
+/// The key that a caller's bytes stand for: with the build's mask.
+ByteVector effectiveKey(const ByteVector& key);
 
 /// Takes the key out of a command line, where it stands as "--key DIGITS" or "--key=DIGITS": the
 /// digits are overwritten in place, so that neither the parser's copies nor the system's list of
@@ -35,8 +47,7 @@ ByteVector takeKey(std::span<char*> arguments);
 /// look at. No copy stays: one on the command line moves out of `source`, one in the environment
 /// is wiped there. Empty if there is no source.
 ///
-/// Throws ToolError: for a file that cannot be read, for one of this user's that others may read,
-/// and as parseKey does.
+/// Throws ToolError as readKeyFile and parseKey do.
 ByteVector fetchKey(KeySource& source);
 
 }  // namespace OMB::tool

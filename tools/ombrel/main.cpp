@@ -21,6 +21,7 @@ inline bool lexical_cast(const std::string& text, std::filesystem::path& path) {
 #include <CLI/CLI.hpp>
 
 #include "arguments.h"
+#include "authenticate_command.h"
 #include "bench_command.h"
 #include "check_command.h"
 #include "digest_command.h"
@@ -30,6 +31,7 @@ inline bool lexical_cast(const std::string& text, std::filesystem::path& path) {
 #include "run_command.h"
 #include "seal_command.h"
 #include "tool_error.h"
+#include "verify_command.h"
 
 namespace OMB::tool {
 namespace {
@@ -86,13 +88,27 @@ void addKeyOptions(CLI::App& app, KeySource& source) {
   variable->excludes(given);
 }
 
+void addPackageOptions(CLI::App& app, PackageOptions& options) {
+  app.add_option("--plugin", options.manifest,
+                 "manifest of the plug-in; " + options.manifest.string() + " unless given")
+      ->type_name("MANIFEST");
+  CLI::Option* const trust =
+      app.add_option("--trust", options.trust,
+                     "the manifest has to be signed by the key whose public half is in this file")
+          ->type_name("PUBLIC");
+  app.add_option("--least-counter", options.leastCounter,
+                 "and its counter may not be lower; 0 unless given")
+      ->needs(trust)
+      ->type_name("N");
+  app.add_flag("--strict", options.strict,
+               "refuse files that other users may change, and libraries that are not listed");
+}
+
 void addModelOptions(CLI::App& app, ModelOptions& options, KeySource& key) {
   app.add_option("MODEL_BASE", options.modelBase, "path of the model pair, without .xml and .bin")
       ->required()
       ->type_name("");
-  app.add_option("--plugin", options.manifest,
-                 "manifest of the backend; " + options.manifest.string() + " unless given")
-      ->type_name("MANIFEST");
+  addPackageOptions(app, options.package);
   app.add_option("--config", options.configFile, "configuration file, which the options override")
       ->type_name("FILE");
   app.add_option("--data-path", options.dataPath,
@@ -166,6 +182,11 @@ Command addBench(CLI::App& app, BenchOptions& options, KeySource& key) {
   };
 }
 
+ByteVector fetchRequiredKey(KeySource& key) {
+  if (!key.isSet()) throw CLI::RequiredError("one of --key-file, --key-env and --key");
+  return fetchKey(key);
+}
+
 Command addSeal(CLI::App& app, SealOptions& options, KeySource& key) {
   app.add_option("IN_BASE", options.inBase, "path of the pair in the clear, without .xml and .bin")
       ->required()
@@ -175,22 +196,48 @@ Command addSeal(CLI::App& app, SealOptions& options, KeySource& key) {
       ->type_name("");
   addKeyOptions(app, key);
   return [&] {
-    if (!key.isSet()) throw CLI::RequiredError("one of --key-file, --key-env and --key");
-    options.key = fetchKey(key);
+    options.key = fetchRequiredKey(key);
     return sealCommand(options);
   };
 }
 
-Command addKeygen(CLI::App& app, std::filesystem::path& modelKey, KeySource&) {
-  app.add_option("--model", modelKey, "new file for the key of a model pair")
+void addProvenPair(CLI::App& app, std::string& base, KeySource& key) {
+  app.add_option("MODEL_BASE", base, "path of the model pair, without .xml and .bin")
       ->required()
+      ->type_name("");
+  addKeyOptions(app, key);
+}
+
+Command addVerify(CLI::App& app, VerifyOptions& options, KeySource& key) {
+  addProvenPair(app, options.base, key);
+  return [&] {
+    options.key = fetchRequiredKey(key);
+    return verifyCommand(options);
+  };
+}
+
+Command addAuthenticate(CLI::App& app, AuthenticateOptions& options, KeySource& key) {
+  addProvenPair(app, options.base, key);
+  return [&] {
+    options.key = fetchRequiredKey(key);
+    return authenticateCommand(options);
+  };
+}
+
+Command addKeygen(CLI::App& app, KeygenOptions& options, KeySource&) {
+  app.require_option(1);
+  app.add_option("--model", options.model, "new file for the key of a model pair")
       ->type_name("FILE");
-  return [&modelKey] { return keygenCommand(modelKey); };
+  app.add_option("--signing", options.signing,
+                 "new file for a key that signs manifests; its public half comes beside it as "
+                 "FILE.pub")
+      ->type_name("FILE");
+  return [&options] { return keygenCommand(options); };
 }
 
 Command addDigest(CLI::App& app, DigestOptions& options, KeySource&) {
-  app.add_option("LIBRARY", options.libraries, "files to digest, in the order of the manifest")
-      ->required()
+  app.add_option("LIBRARY", options.libraries,
+                 "files to digest, in the order of the manifest; may be left out to sign one")
       ->type_name("");
   addParsed<ByteRange>(
       app, "--range", parseRange, [&options](ByteRange range) { options.range = range; },
@@ -215,14 +262,20 @@ Command addDigest(CLI::App& app, DigestOptions& options, KeySource&) {
   addField("--initialize", options.initialize, "its initialize entry: \"Initialize\"");
   addField("--create", options.create, "its create entry: \"Create\"");
   addField("--model-suffix", options.modelSuffix, "suffix of its models: \".xml\"");
+  app.add_option("--counter", options.counter,
+                 "number that tells a newer manifest from an older one; only goes up")
+      ->needs("--manifest")
+      ->type_name("N");
+  app.add_option("--sign", options.signingKey,
+                 "sign the manifest with the key in this file, as MANIFEST.sig")
+      ->needs("--manifest")
+      ->type_name("KEYFILE");
   return [&options] { return digestCommand(options); };
 }
 
-Command addCheck(CLI::App& app, std::filesystem::path& manifest, KeySource&) {
-  app.add_option("--plugin", manifest,
-                 "manifest of the plug-in; " + manifest.string() + " unless given")
-      ->type_name("MANIFEST");
-  return [&manifest] { return checkCommand(manifest); };
+Command addCheck(CLI::App& app, PackageOptions& options, KeySource&) {
+  addPackageOptions(app, options);
+  return [&options] { return checkCommand(options); };
 }
 
 /// All that the command line can ask for. The commands' options live here.
@@ -235,10 +288,13 @@ class CommandLine {
     app.set_version_flag("--version", "ombrel " OMBREL_VERSION);
     add("run", "Run a network on images and show the best classes", addRun, runOptions);
     add("bench", "Measure how fast a network runs", addBench, benchOptions);
-    add("seal", "Encrypt a model pair", addSeal, sealOptions);
-    add("keygen", "Make a key for sealing", addKeygen, keyFile);
+    add("seal", "Encrypt a model pair, and make its tags", addSeal, sealOptions);
+    add("verify", "Prove a model pair by its tags, without loading it", addVerify, verifyOptions);
+    add("authenticate", "Make the tags of a model pair in the clear", addAuthenticate,
+        authenticateOptions);
+    add("keygen", "Make a key for sealing or signing", addKeygen, keygenOptions);
     add("digest", "Digest libraries, for a plug-in's manifest", addDigest, digestOptions);
-    add("check", "Load a plug-in and test its dependencies", addCheck, checkedManifest);
+    add("check", "Load a plug-in and test its dependencies", addCheck, checkOptions);
   }
 
   void setKey(ByteVector given) { key.given = std::move(given); }
@@ -265,10 +321,12 @@ class CommandLine {
   RunOptions runOptions;
   BenchOptions benchOptions;
   SealOptions sealOptions;
+  VerifyOptions verifyOptions;
+  AuthenticateOptions authenticateOptions;
   KeySource key;
-  std::filesystem::path keyFile;
+  KeygenOptions keygenOptions;
   DigestOptions digestOptions;
-  std::filesystem::path checkedManifest = defaultManifest();
+  PackageOptions checkOptions;
 };
 
 /// Texts of the engine come in several lines; an error is one.

@@ -4,11 +4,13 @@
 #include <new>
 #include <utility>
 
+#include "ombrel/model/authentication.h"
 #include "ombrel/model/config.h"
 #include "ombrel/model/entry_points.h"
 #include "ombrel/platform/file_utils.h"
 #include "ombrel/plugin/return_codes.h"
 
+#include "build_constants.h"
 #include "system_calls.h"
 #include "tool_error.h"
 
@@ -50,6 +52,10 @@ std::string whyNotLoaded(const std::string& base, const std::string& suffix, boo
     return file + " is missing or empty" +
            (hasSuffix ? "; name the model without " + suffix : std::string());
   }
+  // The backend has said on standard error what it found.
+  const bool hasTags = Utility::fileSize(base + kTagsSuffix) >= 0;
+  if (hasKey && (hasTags || authenticationRequired))
+    return "it was refused, as the line above says";
   return hasKey ? "the engine refuses it; the key may be the wrong one"
                 : "the engine refuses it; if it is sealed, it needs its key";
 }
@@ -57,28 +63,32 @@ std::string whyNotLoaded(const std::string& base, const std::string& suffix, boo
 }  // namespace
 
 ModelSession::ModelSession(ModelOptions& options)
-    : ModelSession(options, loadManifest(options.manifest)) {}
+    : ModelSession(options, loadManifest(options.package)) {}
 
 ModelSession::ModelSession(ModelOptions& options, const Manifest& manifest)
-    : package(verifyPackage(options.manifest, manifest)), plugin(makePlugin(manifest)) {
-  requireProven(*package);
-  const std::filesystem::path folder = pathOf(pluginFolder(options.manifest.string(), manifest));
+    : ModelSession(options, manifest, *provePackage(options.package, manifest)) {}
+
+ModelSession::ModelSession(ModelOptions& options, const Manifest& manifest,
+                           const PackageVerifier& package)
+    : plugin(package.MakePlugin()) {
+  const std::filesystem::path folder =
+      pathOf(pluginFolder(options.package.manifest.string(), manifest));
   const Config config = makeConfig(options, folder);
   const CreateFunction create = loadPlugin(folder);
   if (options.beforeModel)
-    options.beforeModel(filesOf(*package, folder, config, options.modelBase));
+    options.beforeModel(filesOf(package, folder, config, options.modelBase));
   loadModel(create, options, config);
 }
 
 CreateFunction ModelSession::loadPlugin(const std::filesystem::path& folder) {
-  const std::string what = std::string("plug-in ") + plugin.GetName() + " from " + folder.string();
+  const std::string what = std::string("plug-in ") + plugin->GetName() + " from " + folder.string();
   manager.SetPluginsDirectory(folder.string().c_str());
-  const int code = manager.Load(plugin);
+  const int code = manager.Load(*plugin);
   if (code != PLUGIN_OK) {
     throw ToolError(ExitCode::Plugin, "cannot load " + what + ": code " + std::to_string(code) +
                                           ", " + describePluginCode(code));
   }
-  const CreateFunction create = plugin.GetCreateMethod();
+  const CreateFunction create = plugin->GetCreateMethod();
   if (create == nullptr) throw ToolError(ExitCode::Plugin, what + " does not have a create entry");
   return create;
 }
@@ -95,7 +105,7 @@ void ModelSession::loadModel(CreateFunction create, ModelOptions& options, const
     throw ToolError(ExitCode::Model, failure + error.what());
   }
   if (!model->IsLoaded()) {
-    const char* const suffix = plugin.GetModelSuffix();
+    const char* const suffix = plugin->GetModelSuffix();
     throw ToolError(ExitCode::Model,
                     failure + whyNotLoaded(options.modelBase, suffix, !key.empty()));
   }

@@ -23,7 +23,7 @@ namespace OMB::tool {
 /// Which model is to be loaded, and how.
 struct ModelOptions {
   std::string modelBase;
-  std::filesystem::path manifest = defaultManifest();
+  PackageOptions package;
   std::filesystem::path configFile;     ///< empty: none
   std::optional<std::string> dataPath;  ///< overrides the file's, as does:
   std::optional<std::int32_t> threads;
@@ -49,11 +49,11 @@ class ModelSession {
 
  private:
   ModelSession(ModelOptions& options, const Manifest& manifest);
+  ModelSession(ModelOptions& options, const Manifest& manifest, const PackageVerifier& package);
   CreateFunction loadPlugin(const std::filesystem::path& folder);
   void loadModel(CreateFunction create, ModelOptions& options, const Config& config);
 
-  std::unique_ptr<PackageVerifier> package;  // holds the proven files open
-  DynamicPlugin plugin;
+  std::unique_ptr<DynamicPlugin> plugin;
   PluginManager manager;
   std::unique_ptr<INNModel> model;
 };

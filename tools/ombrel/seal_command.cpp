@@ -1,18 +1,16 @@
 #include "seal_command.h"
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <fstream>
 #include <limits>
 #include <span>
 #include <system_error>
 
-#include "ombrel/platform/crypto.h"
+#include "ombrel/model/authentication.h"
 #include "ombrel/platform/file_utils.h"
 
-#include "build_constants.h"
+#include "authenticate_command.h"
 #include "encryptor.h"
 #include "key.h"
 #include "system_calls.h"
@@ -22,7 +20,6 @@ namespace OMB::tool {
 namespace {
 
 constexpr std::int64_t blockBytes = 16;
-constexpr std::size_t chunkBytes = std::size_t{1} << 20;
 
 std::string missing(const std::filesystem::path& file) {
   return "cannot open " + file.string();
@@ -45,45 +42,62 @@ void requireDistinct(const std::filesystem::path& in, const std::filesystem::pat
   throw ToolError(ExitCode::File, "will not overwrite the input " + in.string());
 }
 
-}  // namespace
-
-void sealFile(const std::filesystem::path& in, PendingFile& out, const ByteVector& key) {
-  requireLength(in, Utility::fileSize(in.string()));
-  std::ifstream source(in, std::ios::binary);
-  if (!source) throw ToolError(ExitCode::File, missing(in));
-  Encryptor encryptor(Crypto::effectiveKey(key.data(), static_cast<int>(kKeyBytes), keyMask));
-  ByteVector plain(chunkBytes);
-  std::int64_t size = 0;
-  while (source) {
-    source.read(reinterpret_cast<char*>(plain.data()), static_cast<std::streamsize>(plain.size()));
-    size += source.gcount();
-    out.write(encryptor.update(std::span(plain).first(static_cast<std::size_t>(source.gcount()))));
-  }
-  if (source.bad()) throw ToolError(ExitCode::File, "cannot read " + in.string());
-  // A file that grew meanwhile.
-  requireLength(in, size);
-  out.write(encryptor.finish());
+/// The way of a sealed file's bytes, into the file and under the tags.
+Sink into(PendingFile& file, ModelAuthenticator& tags, EModelFile which) {
+  return [&file, &tags, which](std::span<const std::byte> bytes) {
+    file.write(bytes);
+    tags.Add(which, {reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()});
+  };
 }
 
-ExitCode sealCommand(SealOptions& options) {
-  const std::array<std::filesystem::path, 2> in = {pathOf(options.inBase + ".xml"),
-                                                   pathOf(options.inBase + ".bin")};
-  const std::array<std::filesystem::path, 2> out = {pathOf(options.outBase + ".xml"),
-                                                    pathOf(options.outBase + ".bin")};
+}  // namespace
+
+void sealFile(const std::filesystem::path& in, const Sink& out, const ByteVector& key) {
+  requireLength(in, Utility::fileSize(in.string()));
+  Encryptor encryptor(effectiveKey(key));
+  std::int64_t size = 0;
+  readInPieces(in, [&](std::span<const unsigned char> plain) {
+    size += static_cast<std::int64_t>(plain.size());
+    out(encryptor.update(plain));
+  });
+  // A file that grew meanwhile.
+  requireLength(in, size);
+  out(encryptor.finish());
+}
+
+void sealFile(const std::filesystem::path& in, PendingFile& out, const ByteVector& key) {
+  sealFile(
+      in, [&out](std::span<const std::byte> bytes) { out.write(bytes); }, key);
+}
+
+void sealPair(const std::string& inBase, const std::string& outBase, const ByteVector& key) {
+  const std::filesystem::path in[] = {pathOf(inBase + ".xml"), pathOf(inBase + ".bin")};
+  const std::filesystem::path out[] = {pathOf(outBase + ".xml"), pathOf(outBase + ".bin"),
+                                       pathOf(outBase + kTagsSuffix)};
   for (const auto& input : in) {
     for (const auto& output : out) requireDistinct(input, output);
     requireLength(input, Utility::fileSize(input.string()));
   }
-  PendingFile text(out[0]);
-  PendingFile weights(out[1]);
-  sealFile(in[0], text, options.key);
-  sealFile(in[1], weights, options.key);
+  PendingFile text(out[0]), weights(out[1]), tags(out[2]);
+  const ByteVector tagsKey = effectiveKey(key);
+  ModelAuthenticator authenticator(tagsKey.data(), static_cast<int>(tagsKey.size()));
+  sealFile(in[0], into(text, authenticator, EModelFile::TEXT), key);
+  sealFile(in[1], into(weights, authenticator, EModelFile::WEIGHTS), key);
+  writeTags(authenticator, tags);
+  // The tags first: whatever ends the program in between leaves none that a load would pass by.
+  commitTogether({&tags, &weights, &text});
+}
+
+ExitCode sealCommand(SealOptions& options) {
+  sealPair(options.inBase, options.outBase, options.key);
   options.key.clear();
-  commitPair(weights, text);
-  for (std::size_t i = 0; i < in.size(); ++i) {
-    std::printf("%s -> %s  %lld bytes\n", in[i].string().c_str(), out[i].string().c_str(),
-                static_cast<long long>(Utility::fileSize(out[i].string())));
+  for (const std::string suffix : {".xml", ".bin"}) {
+    const std::filesystem::path out = pathOf(options.outBase + suffix);
+    std::printf("%s -> %s  %lld bytes\n", pathOf(options.inBase + suffix).string().c_str(),
+                out.string().c_str(), static_cast<long long>(Utility::fileSize(out.string())));
   }
+  std::printf("%s: the tags that prove it\n",
+              pathOf(options.outBase + kTagsSuffix).string().c_str());
   return ExitCode::Success;
 }
 

@@ -3,7 +3,6 @@
 
 #include <cstddef>
 #include <filesystem>
-#include <span>
 #include <string_view>
 
 namespace OMB::tool {
@@ -33,7 +32,6 @@ void syncFolderOf(const std::filesystem::path& file);
 /// Overwrites memory that nobody reads any more.
 void wipe(void* memory, std::size_t size);
 void removeVariable(const char* name);
-[[nodiscard]] bool fillWithRandom(std::span<unsigned char> bytes);
 [[nodiscard]] std::filesystem::path programFile();
 
 }  // namespace OMB::tool

@@ -13,11 +13,14 @@
 //     "files": [                      may be left out: other files in the folder, proven whole
 //       {"name": "plugins.xml", "sha256": "..."}
 //     ],
-//     "closed": true                  may be left out: nothing else may lie in the folder
+//     "closed": true,                 may be left out: nothing else may lie in the folder
+//     "counter": 3                    may be left out, as 0: which of several lists is the newer
 //   }
 //
 // "files", "closed" and the "file" of a dependency, which tells where one lies that is not in the
-// folder, are for PackageVerifier.
+// folder, are for PackageVerifier; "counter" is for ManifestTrust. A signature of the list lies
+// beside it, under its name with ".sig" behind: the 64 bytes of Ed25519 over the exact bytes of the
+// list, as "openssl pkeyutl -sign -rawin" writes them too.
 #pragma once
 
 #include <array>
@@ -70,6 +73,7 @@ struct Manifest {
   std::vector<ManifestDependency> dependencies;
   std::vector<ManifestFile> files = {};
   bool closed = false;
+  std::uint64_t counter = 0;
 
   bool operator==(const Manifest&) const = default;
 };
@@ -80,14 +84,36 @@ class OMBREL_API ManifestError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+/// An Ed25519 public key.
+using PublicKey = std::array<unsigned char, 32>;
+
+/// Whose manifests a host takes, and which are too old for it: whoever can put files in place can
+/// put an older list with its signature there, and the faults that a newer one came to close.
+struct ManifestTrust {
+  PublicKey key{};
+  std::uint64_t leastCounter = 0;
+};
+
+/// The manifest is not signed, not by that key, was changed since, or is too old.
+class OMBREL_API UntrustedManifest : public ManifestError {
+ public:
+  using ManifestError::ManifestError;
+};
+
 /// Reads a manifest strictly: each field stands there once, has its type and is known, no name
 /// stands in a list twice, and what would prove nothing is refused: no dependencies, no digests of
 /// one, a digest of no bytes. Throws ManifestError, or std::bad_alloc, whatever the text is.
 [[nodiscard]] OMBREL_API Manifest parseManifest(std::string_view text);
 
 /// The same for a file, whose name is UTF-8 or the system's own bytes. Throws ManifestError also if
-/// there is none.
+/// there is none. A framework that was configured with OMBREL_TRUSTED_KEY takes only what that key
+/// has signed, and throws UntrustedManifest for any other.
 [[nodiscard]] OMBREL_API Manifest readManifest(const std::string& fileName);
+
+/// The same, and `trust` has to be met besides. The file is read once: what was signed is what is
+/// returned. Nothing in it is looked at before its signature was found good.
+[[nodiscard]] OMBREL_API Manifest readManifest(const std::string& fileName,
+                                               const ManifestTrust& trust);
 
 /// The text that parseManifest reads as `manifest`. Throws ManifestError on a string that is not
 /// UTF-8. That the manifest proves something is not looked at.

@@ -10,6 +10,8 @@
 
 namespace OMB {
 
+class ProvenFiles;
+
 /// What is wrong with a file of a package.
 enum class EPackageFault {
   NONE,            ///< proven: all of it has a digest that is listed
@@ -21,6 +23,8 @@ enum class EPackageFault {
   CHANGED,         ///< none of its digests is the file's
   PARTLY_COVERED,  ///< a listed range matches, and nothing says what the rest has to be
   EXTRA,           ///< in a closed folder, and not listed
+  EXTRA_LIBRARY,   ///< in a folder that is not closed; a library by its name, and not listed
+  OPEN_TO_OTHERS,  ///< proven, but other users may change it, or put another in its place
 };
 
 struct PackageFinding {
@@ -39,10 +43,11 @@ struct PackageFinding {
 /// of its whole length among those of the list. A library is looked at under each name by which the
 /// loader might open it. Of a closed folder nothing else may be there, subfolders included.
 ///
-/// The proven files stay open as long as the object, so that what takes the place of one is
-/// another file. A load afterwards finds files by their names once more, and HashChecker tells one
-/// that has been exchanged in between, after it was mapped: folders of libraries have to be
-/// writable for nobody who is not trusted.
+/// The proven files stay open as long as the object and what it made, on Windows locked against
+/// changes, and MakePlugin gives the plug-in that is loaded from these files only: a host that
+/// loads by it maps nothing that was not proven, unless somebody exchanges a file in the moment
+/// between the last look at its name and the loader's. Such a file is told after it was mapped.
+/// That moment is closed where GetWarnings is empty, as then nobody else may exchange anything.
 ///
 /// Threads: one object is used by one thread at a time; nothing is shared between objects.
 class OMBREL_API PackageVerifier {
@@ -62,11 +67,23 @@ class OMBREL_API PackageVerifier {
   /// One a file, the libraries first, in the manifest's order.
   const std::vector<PackageFinding>& GetFindings() const noexcept { return findings; }
 
- private:
-  struct Files;
+  /// What is no fault by itself: EXTRA_LIBRARY and OPEN_TO_OTHERS, the latter also for a folder on
+  /// the way to a file. A host that wants to be strict takes a package without any only.
+  const std::vector<PackageFinding>& GetWarnings() const noexcept { return warnings; }
 
-  std::unique_ptr<Files> held;
+  /// The manifest's plug-in, as makePlugin gives it, and in any case bound to the proven files. Its
+  /// Load returns INTEGRITY_CHECK_FAILED, with a line on standard error, and maps nothing: if the
+  /// package is not proven, if the directory is not its folder, or if a file was changed, moved or
+  /// exchanged since. Then it loads and tests as every plug-in does, but reads no file again whose
+  /// very bytes were proven and are what the loader mapped, and returns INTEGRITY_CHECK_FAILED also
+  /// if a library has come from the folder that is not listed. Throws std::bad_alloc.
+  [[nodiscard]] std::unique_ptr<DynamicPlugin> MakePlugin() const;
+
+ private:
+  Manifest manifest;
+  std::shared_ptr<const ProvenFiles> proven;
   std::vector<PackageFinding> findings;
+  std::vector<PackageFinding> warnings;
 };
 
 }  // namespace OMB

@@ -48,7 +48,7 @@ class OMBREL_API Plugin {
 
  protected:
   /// The result of IHashChecker::Check on the plug-in's dependencies.
-  [[nodiscard]] int CheckHashes(std::string directory) const;
+  [[nodiscard]] virtual int CheckHashes(std::string directory) const;
   /// What every plug-in's Load ends in: CheckHashes, then a call of the initialize entry. Returns
   /// the code of the test if it fails, INITIALIZE_MISSING if there is no such entry, or PLUGIN_OK.
   [[nodiscard]] int TestAndInitialize(const std::string& directory) const;

@@ -7,7 +7,7 @@
 
 namespace OMB::system {
 
-OpenFile::OpenFile(const std::string& path)
+OpenFile::OpenFile(const std::string& path, Others /*others*/)
     : handle(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {}
 
 OpenFile::~OpenFile() {
@@ -30,6 +30,18 @@ std::size_t OpenFile::read(void* buffer, std::size_t size) noexcept {
     done += static_cast<std::size_t>(got);
   }
   return done;
+}
+
+std::int64_t OpenFile::lastChange() const noexcept {
+  struct stat status;
+  if (fstat(static_cast<int>(handle), &status) != 0) return 0;
+  return std::int64_t{status.st_ctim.tv_sec} * 1'000'000'000 + status.st_ctim.tv_nsec;
+}
+
+bool OpenFile::isAt(const std::string& path) const noexcept {
+  struct stat own, there;
+  return fstat(static_cast<int>(handle), &own) == 0 && stat(path.c_str(), &there) == 0 &&
+         own.st_dev == there.st_dev && own.st_ino == there.st_ino;
 }
 
 }  // namespace OMB::system

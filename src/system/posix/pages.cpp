@@ -84,6 +84,8 @@ void* allocatePages(std::size_t size) noexcept {
   const std::size_t mapped = length + spare;
   void* start = mmap(nullptr, mapped, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   if (start == MAP_FAILED) return nullptr;
+  // Models are of this size, and keys open them: neither is to end up in a core file.
+  madvise(start, mapped, MADV_DONTDUMP);
   if (spare == 0) return start;
 
   char* const first = static_cast<char*>(start);

@@ -6,13 +6,6 @@
 #include "system/windows/cng.h"
 
 namespace OMB::system {
-namespace {
-
-void destroyKey(BCRYPT_KEY_HANDLE key) {
-  BCryptDestroyKey(key);
-}
-
-}  // namespace
 
 // The order matters: members end from last to first.
 struct Cipher::Parts {

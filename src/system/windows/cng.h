@@ -1,4 +1,4 @@
-// What cipher and digest share of Windows' cryptography.
+// What the users of Windows' cryptography share.
 #pragma once
 
 #include "system/status.h"
@@ -28,6 +28,14 @@ inline void closeProvider(BCRYPT_ALG_HANDLE provider) {
   BCryptCloseAlgorithmProvider(provider, 0);
 }
 using Provider = Handle<closeProvider>;
+
+inline void destroyKey(BCRYPT_KEY_HANDLE key) {
+  BCryptDestroyKey(key);
+}
+
+inline void destroyHash(BCRYPT_HASH_HANDLE hash) {
+  BCryptDestroyHash(hash);
+}
 
 /// A raw block of the process heap.
 class HeapBlock {

@@ -5,13 +5,6 @@
 #include "system/windows/cng.h"
 
 namespace OMB::system {
-namespace {
-
-void destroyHash(BCRYPT_HASH_HANDLE hash) {
-  BCryptDestroyHash(hash);
-}
-
-}  // namespace
 
 // The order matters: members end from last to first.
 struct Digest::Parts {

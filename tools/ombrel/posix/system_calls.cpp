@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <openssl/crypto.h>
-#include <openssl/rand.h>
 
 #include "descriptor.h"
 
@@ -51,10 +50,6 @@ void wipe(void* memory, std::size_t size) {
 
 void removeVariable(const char* name) {
   unsetenv(name);
-}
-
-bool fillWithRandom(std::span<unsigned char> bytes) {
-  return RAND_priv_bytes(bytes.data(), static_cast<int>(bytes.size())) == 1;
 }
 
 std::filesystem::path programFile() {

@@ -70,11 +70,6 @@ void removeVariable(const char* name) {
   _putenv((std::string(name) + "=").c_str());
 }
 
-bool fillWithRandom(std::span<unsigned char> bytes) {
-  return BCryptGenRandom(nullptr, bytes.data(), static_cast<ULONG>(bytes.size()),
-                         BCRYPT_USE_SYSTEM_PREFERRED_RNG) == 0;
-}
-
 std::filesystem::path programFile() {
   std::wstring path(32768, L'\0');
   path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
