@@ -75,8 +75,7 @@ ModelSession::ModelSession(ModelOptions& options, const Manifest& manifest,
       pathOf(pluginFolder(options.package.manifest.string(), manifest));
   const Config config = makeConfig(options, folder);
   const CreateFunction create = loadPlugin(folder);
-  if (options.beforeModel)
-    options.beforeModel(filesOf(package, folder, config, options.modelBase));
+  if (options.beforeModel) options.beforeModel(filesOf(package, folder, config, options.modelBase));
   loadModel(create, options, config);
 }
 
