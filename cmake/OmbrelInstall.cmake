@@ -10,9 +10,6 @@ install(TARGETS ombrel EXPORT OmbrelTargets
         RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
         LIBRARY DESTINATION lib
         ARCHIVE DESTINATION lib)
-if(TARGET hwy)  # built here, as for Windows, where it has to stand beside the framework
-  install(TARGETS hwy RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} LIBRARY DESTINATION lib)
-endif()
 install(DIRECTORY include/ombrel DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
 
 if(OMBREL_BUILD_BACKEND)
