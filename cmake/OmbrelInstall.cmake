@@ -34,7 +34,8 @@ if(TARGET ombrel_tool)
                             digest \${libraries} --manifest \"\${folder}/openvino.json\"
                             --outside \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${framework}\"
                             --file \"\${folder}/plugins.xml\" --closed
-                    COMMAND_ERROR_IS_FATAL ANY)")
+                    COMMAND_ERROR_IS_FATAL ANY)
+    list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"\${CMAKE_INSTALL_PREFIX}/${OMBREL_INSTALL_PLUGINDIR}/openvino.json\")")
 endif()
 
 install(EXPORT OmbrelTargets NAMESPACE Ombrel:: DESTINATION ${OMBREL_INSTALL_CMAKEDIR})
@@ -44,6 +45,13 @@ configure_package_config_file(cmake/OmbrelConfig.cmake.in ${CMAKE_BINARY_DIR}/Om
 write_basic_package_version_file(${CMAKE_BINARY_DIR}/OmbrelConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${CMAKE_BINARY_DIR}/OmbrelConfig.cmake ${CMAKE_BINARY_DIR}/OmbrelConfigVersion.cmake
         DESTINATION ${OMBREL_INSTALL_CMAKEDIR})
+
+# Last, since it lists whatever was installed.
+include(Parts)
+install(CODE "set(OMBREL_PARTS [==[${OMBREL_PARTS}]==])
+  set(OMBREL_VERSION ${PROJECT_VERSION})
+  set(OMBREL_PARTS_LIST ${OMBREL_INSTALL_DOCDIR}/ombrel.spdx.json)")
+install(SCRIPT ${CMAKE_CURRENT_LIST_DIR}/WritePartsList.cmake)
 
 # The same as one archive, by cpack: unpacked anywhere it works, as what is installed does after a move.
 if(WIN32)

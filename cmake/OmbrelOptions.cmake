@@ -2,6 +2,7 @@
 
 option(OMBREL_BUILD_BACKEND "Build the OpenVINO backend and the host program" ON)
 option(OMBREL_BUILD_TESTS "Build the tests" OFF)
+option(OMBREL_TEST_PACKAGE "Test what is installed, also without the other tests; not with sanitizers" OFF)
 option(OMBREL_BUILD_BENCH "Build the benchmarks (need OpenCV and Google Benchmark)" OFF)
 option(OMBREL_BUILD_FUZZ "Build the fuzz targets" OFF)
 option(OMBREL_WARNINGS_AS_ERRORS "Treat warnings as errors; off for whoever only builds the project" OFF)
