@@ -34,6 +34,6 @@ endfunction()
 ombrel_hex_to_bytes(OMBREL_MODEL_IV OMBREL_MODEL_IV_BYTES)
 ombrel_hex_to_bytes(OMBREL_KEY_MASK OMBREL_KEY_MASK_BYTES)
 configure_file(${CMAKE_CURRENT_LIST_DIR}/build_constants.h.in
-               ${CMAKE_BINARY_DIR}/generated/build_constants.h @ONLY)
+               ${PROJECT_BINARY_DIR}/generated/build_constants.h @ONLY)
 add_library(ombrel_build_constants INTERFACE)
-target_include_directories(ombrel_build_constants INTERFACE ${CMAKE_BINARY_DIR}/generated)
+target_include_directories(ombrel_build_constants INTERFACE ${PROJECT_BINARY_DIR}/generated)

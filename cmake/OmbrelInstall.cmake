@@ -39,11 +39,11 @@ if(TARGET ombrel_tool)
 endif()
 
 install(EXPORT OmbrelTargets NAMESPACE Ombrel:: DESTINATION ${OMBREL_INSTALL_CMAKEDIR})
-configure_package_config_file(cmake/OmbrelConfig.cmake.in ${CMAKE_BINARY_DIR}/OmbrelConfig.cmake
+configure_package_config_file(cmake/OmbrelConfig.cmake.in ${PROJECT_BINARY_DIR}/OmbrelConfig.cmake
   INSTALL_DESTINATION ${OMBREL_INSTALL_CMAKEDIR}
   PATH_VARS OMBREL_INSTALL_PLUGINDIR)
-write_basic_package_version_file(${CMAKE_BINARY_DIR}/OmbrelConfigVersion.cmake COMPATIBILITY SameMajorVersion)
-install(FILES ${CMAKE_BINARY_DIR}/OmbrelConfig.cmake ${CMAKE_BINARY_DIR}/OmbrelConfigVersion.cmake
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/OmbrelConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/OmbrelConfig.cmake ${PROJECT_BINARY_DIR}/OmbrelConfigVersion.cmake
         DESTINATION ${OMBREL_INSTALL_CMAKEDIR})
 
 # Last, since it lists whatever was installed.
