@@ -5,7 +5,8 @@ set(work ${PROJECT_BINARY_DIR}/tests/package)
 
 # It leaves the installation in ${work}/moved away.
 add_test(NAME Package.ServesAHostOutsideTheTree COMMAND ${CMAKE_COMMAND} -DBUILD=${PROJECT_BINARY_DIR}
-  -DSOURCE=${CMAKE_CURRENT_LIST_DIR}/package -DWORK=${work} -DCOMPILER=${CMAKE_CXX_COMPILER}
+  -DEXAMPLES=${PROJECT_SOURCE_DIR}/examples -DMODEL=${CMAKE_CURRENT_LIST_DIR}/package/doubling -DWORK=${work}
+  -DCOMPILER=${CMAKE_CXX_COMPILER}
   -DCMAKE_CPACK_COMMAND=${CMAKE_CPACK_COMMAND} -DTOOLCHAIN=${CMAKE_TOOLCHAIN_FILE}
   "-DEMULATOR=${CMAKE_CROSSCOMPILING_EMULATOR}" -P ${CMAKE_CURRENT_LIST_DIR}/package_test.cmake)
 set_tests_properties(Package.ServesAHostOutsideTheTree PROPERTIES FIXTURES_SETUP installation)
