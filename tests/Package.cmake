@@ -28,3 +28,6 @@ if(NOT CMAKE_CROSSCOMPILING AND OMBREL_BUILD_TESTS)
     -DCOMPILER=${CMAKE_CXX_COMPILER} -DTOOLCHAIN=${CMAKE_TOOLCHAIN_FILE}
     -DCMAKE_CTEST_COMMAND=${CMAKE_CTEST_COMMAND} -P ${CMAKE_CURRENT_LIST_DIR}/subproject_test.cmake)
 endif()
+if(NOT OMBREL_BUILD_TESTS)  # which have it anyway: here it shows that what is linked in stays inside
+  include(${CMAKE_CURRENT_LIST_DIR}/Exports.cmake)
+endif()
