@@ -2,10 +2,10 @@
 // vectorised kernels leave over. Built so that no compiler makes one operation of two.
 #pragma once
 
-#include <bit>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 namespace OMB::ImageUtils {
 
@@ -21,13 +21,15 @@ struct Affine {
 inline float multiplyAdd(float a, float b, float c) {
   const double product = double{a} * double{b};  // exact
   const double addend = c;
-  const double sum = product + addend;
+  double sum = product + addend;
   if (!std::isfinite(sum)) return static_cast<float>(sum);
   const double addendPart = sum - product, productPart = sum - addendPart;
   const double lost = (product - productPart) + (addend - addendPart);
-  auto bits = std::bit_cast<std::uint64_t>(sum);
+  std::uint64_t bits = 0;
+  std::memcpy(&bits, &sum, sizeof bits);
   if (lost != 0 && bits % 2 == 0) (lost > 0) == (sum > 0) ? ++bits : --bits;
-  return static_cast<float>(std::bit_cast<double>(bits));
+  std::memcpy(&sum, &bits, sizeof sum);
+  return static_cast<float>(sum);
 }
 
 template <typename S>

@@ -48,28 +48,28 @@ void allow(const Descriptor& ruleset, const std::filesystem::path& place, std::u
   if (!opened) return;  // what is missing is told by who looks for it
   if (!std::filesystem::is_directory(place)) access &= ~kList;
   const landlock_path_beneath_attr rule = {.allowed_access = access, .parent_fd = opened.get()};
-  check(syscall(SYS_landlock_add_rule, ruleset.get(), LANDLOCK_RULE_PATH_BENEATH, &rule, 0) == 0,
+  check(syscall(__NR_landlock_add_rule, ruleset.get(), LANDLOCK_RULE_PATH_BENEATH, &rule, 0) == 0,
         "Landlock");
 }
 
 void fenceFiles(std::span<const std::filesystem::path> readable) {
   const landlock_ruleset_attr attributes = {.handled_access_fs = kAllAccess};
   const Descriptor ruleset(
-      static_cast<int>(syscall(SYS_landlock_create_ruleset, &attributes, sizeof(attributes), 0)));
+      static_cast<int>(syscall(__NR_landlock_create_ruleset, &attributes, sizeof(attributes), 0)));
   check(static_cast<bool>(ruleset), "Landlock");
   for (const std::filesystem::path& place : readable) {
     allow(ruleset, place, std::filesystem::is_directory(place) ? kList : kRead);
   }
   for (const char* place : kMachine) allow(ruleset, place, kRead | kList);
   check(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0, "privileges");
-  check(syscall(SYS_landlock_restrict_self, ruleset.get(), 0) == 0, "Landlock");
+  check(syscall(__NR_landlock_restrict_self, ruleset.get(), 0) == 0, "Landlock");
 }
 
 }  // namespace
 
 void requireFences() {
   const long landlock =
-      syscall(SYS_landlock_create_ruleset, nullptr, 0, LANDLOCK_CREATE_RULESET_VERSION);
+      syscall(__NR_landlock_create_ruleset, nullptr, 0, LANDLOCK_CREATE_RULESET_VERSION);
   if (landlock < 1) throw ToolError(ExitCode::Fence, "this kernel has no Landlock to fence with");
   if (!canFilterSystemCalls()) throw ToolError(ExitCode::Fence, "this kernel takes no filters");
 }

@@ -12,6 +12,7 @@
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <utility>
@@ -56,7 +57,7 @@ void leaveParent(pid_t parent, int pipe, int log) {
   const bool done = setrlimit(RLIMIT_FSIZE, &printed) == 0 &&
                     dup2(nothing.get(), STDIN_FILENO) >= 0 && dup2(log, STDOUT_FILENO) >= 0 &&
                     dup2(log, STDERR_FILENO) >= 0 && dup2(pipe, kPipe) >= 0 &&
-                    close_range(kPipe + 1, ~0U, 0) == 0;
+                    syscall(__NR_close_range, kPipe + 1, ~0U, 0) == 0;
   if (!done) _exit(1);
 }
 

@@ -22,75 +22,76 @@ constexpr std::uint32_t kArchitecture = AUDIT_ARCH_X86_64;
 constexpr std::uint32_t kArchitecture = AUDIT_ARCH_AARCH64;
 #endif
 
-// Memory, threads, clocks, and what is open or may be opened. Whatever is not here fails.
-constexpr int kAllowed[] = {SYS_read,
-                            SYS_write,
-                            SYS_writev,
-                            SYS_pread64,
-                            SYS_lseek,
-                            SYS_close,
-                            SYS_getdents64,
-                            SYS_fstat,
-                            SYS_newfstatat,
-                            SYS_statx,
-                            SYS_faccessat,
-                            SYS_faccessat2,
-                            SYS_readlinkat,
-                            SYS_getcwd,
+// Memory, threads, clocks, and what is open or may be opened. Whatever is not here fails. By the
+// names of the kernel, as older C libraries lack some.
+constexpr int kAllowed[] = {__NR_read,
+                            __NR_write,
+                            __NR_writev,
+                            __NR_pread64,
+                            __NR_lseek,
+                            __NR_close,
+                            __NR_getdents64,
+                            __NR_fstat,
+                            __NR_newfstatat,
+                            __NR_statx,
+                            __NR_faccessat,
+                            __NR_faccessat2,
+                            __NR_readlinkat,
+                            __NR_getcwd,
 #if defined(__x86_64__)  // has these twice
-                            SYS_stat,
-                            SYS_lstat,
-                            SYS_access,
-                            SYS_readlink,
-                            SYS_time,
-                            SYS_arch_prctl,
-                            SYS_poll,
+                            __NR_stat,
+                            __NR_lstat,
+                            __NR_access,
+                            __NR_readlink,
+                            __NR_time,
+                            __NR_arch_prctl,
+                            __NR_poll,
 #endif
-                            SYS_mmap,
-                            SYS_munmap,
-                            SYS_mremap,
-                            SYS_mprotect,
-                            SYS_madvise,
-                            SYS_brk,
-                            SYS_mbind,
-                            SYS_get_mempolicy,
-                            SYS_set_mempolicy,
-                            SYS_membarrier,
-                            SYS_futex,
-                            SYS_set_robust_list,
-                            SYS_rseq,
-                            SYS_set_tid_address,
-                            SYS_sched_yield,
-                            SYS_sched_getaffinity,
-                            SYS_sched_setaffinity,
-                            SYS_sched_getparam,
-                            SYS_sched_getscheduler,
-                            SYS_sched_get_priority_max,
-                            SYS_sched_get_priority_min,
-                            SYS_getcpu,
-                            SYS_getpid,
-                            SYS_gettid,
-                            SYS_getuid,
-                            SYS_geteuid,
-                            SYS_getgid,
-                            SYS_getegid,
-                            SYS_getrusage,
-                            SYS_sysinfo,
-                            SYS_uname,
-                            SYS_getrandom,
-                            SYS_clock_gettime,
-                            SYS_clock_getres,
-                            SYS_clock_nanosleep,
-                            SYS_gettimeofday,
-                            SYS_nanosleep,
-                            SYS_ppoll,
-                            SYS_rt_sigaction,
-                            SYS_rt_sigprocmask,
-                            SYS_rt_sigreturn,
-                            SYS_sigaltstack,
-                            SYS_restart_syscall,
-                            SYS_exit,
-                            SYS_exit_group};
+                            __NR_mmap,
+                            __NR_munmap,
+                            __NR_mremap,
+                            __NR_mprotect,
+                            __NR_madvise,
+                            __NR_brk,
+                            __NR_mbind,
+                            __NR_get_mempolicy,
+                            __NR_set_mempolicy,
+                            __NR_membarrier,
+                            __NR_futex,
+                            __NR_set_robust_list,
+                            __NR_rseq,
+                            __NR_set_tid_address,
+                            __NR_sched_yield,
+                            __NR_sched_getaffinity,
+                            __NR_sched_setaffinity,
+                            __NR_sched_getparam,
+                            __NR_sched_getscheduler,
+                            __NR_sched_get_priority_max,
+                            __NR_sched_get_priority_min,
+                            __NR_getcpu,
+                            __NR_getpid,
+                            __NR_gettid,
+                            __NR_getuid,
+                            __NR_geteuid,
+                            __NR_getgid,
+                            __NR_getegid,
+                            __NR_getrusage,
+                            __NR_sysinfo,
+                            __NR_uname,
+                            __NR_getrandom,
+                            __NR_clock_gettime,
+                            __NR_clock_getres,
+                            __NR_clock_nanosleep,
+                            __NR_gettimeofday,
+                            __NR_nanosleep,
+                            __NR_ppoll,
+                            __NR_rt_sigaction,
+                            __NR_rt_sigprocmask,
+                            __NR_rt_sigreturn,
+                            __NR_sigaltstack,
+                            __NR_restart_syscall,
+                            __NR_exit,
+                            __NR_exit_group};
 
 // A call that is allowed where `argument & mask` is `value`.
 struct Condition {
@@ -103,14 +104,14 @@ struct Condition {
 std::vector<Condition> conditions() {
   constexpr std::uint32_t all = 0xFFFFFFFF;
   return {
-      {SYS_openat, 2, O_ACCMODE | O_CREAT | O_TRUNC, O_RDONLY},
-      {SYS_clone, 0, CLONE_THREAD | CLONE_VM, CLONE_THREAD | CLONE_VM},
-      {SYS_tgkill, 0, all, static_cast<std::uint32_t>(getpid())},  // abort() ends itself so
-      {SYS_prctl, 0, all, PR_SET_NAME},
-      {SYS_prlimit64, 2, all, 0},  // asks only
-      {SYS_fcntl, 1, all, F_GETFD},
-      {SYS_fcntl, 1, all, F_SETFD},
-      {SYS_fcntl, 1, all, F_GETFL},
+      {__NR_openat, 2, O_ACCMODE | O_CREAT | O_TRUNC, O_RDONLY},
+      {__NR_clone, 0, CLONE_THREAD | CLONE_VM, CLONE_THREAD | CLONE_VM},
+      {__NR_tgkill, 0, all, static_cast<std::uint32_t>(getpid())},  // abort() ends itself so
+      {__NR_prctl, 0, all, PR_SET_NAME},
+      {__NR_prlimit64, 2, all, 0},  // asks only
+      {__NR_fcntl, 1, all, F_GETFD},
+      {__NR_fcntl, 1, all, F_SETFD},
+      {__NR_fcntl, 1, all, F_GETFL},
   };
 }
 
@@ -154,7 +155,7 @@ Program makeProgram() {
     program.end(SECCOMP_RET_ALLOW);
   }
   // Its arguments lie in memory, where a filter can't look: the C library makes threads otherwise.
-  program.skipUnlessEqual(SYS_clone3, 1);
+  program.skipUnlessEqual(__NR_clone3, 1);
   program.end(SECCOMP_RET_ERRNO | ENOSYS);
   for (const Condition& condition : conditions()) {
     program.load(offsetof(seccomp_data, nr));
@@ -172,14 +173,14 @@ Program makeProgram() {
 
 bool canFilterSystemCalls() {
   const std::uint32_t action = SECCOMP_RET_ERRNO;
-  return syscall(SYS_seccomp, SECCOMP_GET_ACTION_AVAIL, 0, &action) == 0;
+  return syscall(__NR_seccomp, SECCOMP_GET_ACTION_AVAIL, 0, &action) == 0;
 }
 
 bool filterSystemCalls() {
   Program program = makeProgram();
   const sock_fprog filter = program.get();
   return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
-         syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, 0, &filter) == 0;
+         syscall(__NR_seccomp, SECCOMP_SET_MODE_FILTER, 0, &filter) == 0;
 }
 
 }  // namespace OMB::tool
