@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <functional>
@@ -305,7 +304,9 @@ class Normalize : public testing::Test {
     const double range = std::is_same_v<S, Byte> ? 255 : 1, deviation = channel.deviation;
     const auto factor = static_cast<float>(1 / (range * deviation));
     const auto offset = static_cast<float>(-channel.mean / deviation);
-    return std::fma(static_cast<float>(sample), factor, offset);
+    // Not fma, which is not exact in every C library.
+    const long double product = static_cast<long double>(sample) * factor;
+    return static_cast<float>(product + offset);
   }
 
   static void check(const Sizes& sizes, ELayoutType from, ImageUtils::EChannelOrder order) {
