@@ -4,6 +4,7 @@ What it prints, and that each failure ends with its documented exit code and one
 TRAP is a library that leaves a file behind where it is opened, HOSTILE a plug-in that was taken over.
 """
 import array
+import json
 import os
 import pathlib
 import re
@@ -94,7 +95,8 @@ class Program(unittest.TestCase):
         self.write_key("open", KEY, 0o640)
         for arguments, code, message in (
                 ("", USAGE, "subcommand is required"),
-                ("run net a.ppm --plugin m.json", USAGE, "--size is required"),
+                ("run net a.ppm --plugin m.json", USAGE, "--size is required: the model"),
+                ("info no --plugin m.json", MODEL, "no.xml is missing"),
                 ("run net a.ppm --size 4", USAGE, '"4" is not WxH'),
                 (f"run net a.ppm --as u9 {PLAIN}", USAGE, "u9"),
                 ("digest m.json --range 3", USAGE, "not OFFSET:LENGTH"),
@@ -400,6 +402,9 @@ class Program(unittest.TestCase):
                 file.write_bytes(whole)
             self.assertEqual(self.run_program(f"verify {base} --key {KEY[::-1]}"), OTHER_KEY)
 
+        self.succeed(f"info new --key {KEY} --plugin m.json --json")
+        self.assertEqual(json.loads(self.out), {"model": "new", "sealed": True, "tags": True, "output_size": 24,
+                                                "inputs": None, "outputs": None})
         self.succeed(f"bench net --runners 3 --seconds 0.05 --json j {PLAIN}")
         self.assertIn("3 runners", self.out)
         written = (self.folder / "j").read_text()

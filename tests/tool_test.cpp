@@ -1,6 +1,7 @@
 // The parts of the host program.
 #include <cstring>
 #include <numeric>
+#include <optional>
 #include <string>
 #include <sys/stat.h>
 #include <vector>
@@ -12,6 +13,7 @@
 #include "build_constants.h"
 #include "files.h"
 #include "image_file.h"
+#include "input_size.h"
 #include "key.h"
 #include "latencies.h"
 #include "seal_command.h"
@@ -155,6 +157,44 @@ TEST(Image, SizeIsTwoNumbersThatCanBeMultiplied) {
        {"", "320", "320x", "x224", "0x1", "-1x1", "1x1 ", "3,2", "32768x32768", "99999999999x1"}) {
     EXPECT_FALSE(parseSize(bad, size)) << bad;
   }
+}
+
+/// A model that tells what it takes, and does nothing.
+class DescribedModel final : public INNModel, public INNDescription {
+ public:
+  explicit DescribedModel(std::vector<std::size_t> inputShape) : shape(std::move(inputShape)) {}
+
+  INNRunner* CreateRunner() override { return nullptr; }
+  bool IsLoaded() override { return true; }
+  int GetOutputSize() override { return 1; }
+  EDataType GetDataType() override { return EDataType::FP32; }
+  ImageUtils::ELayoutType GetLayout() override { return ImageUtils::ELayoutType::CHW; }
+  std::vector<NNTensorInfo> GetInputs() override { return {{"x", ETensorType::FP32, shape}}; }
+  std::vector<NNTensorInfo> GetOutputs() override { return {}; }
+
+ private:
+  std::vector<std::size_t> shape;
+};
+
+TEST(InputSize, IsTheModelsOwnAndNoOther) {
+  DescribedModel wide({1, 3, 224, 320}), grey({1, 1, 224, 320}), row({1, 30}), open({1, 3, 0, 320});
+  const ImageSize size{320, 224}, turned{224, 320};
+  EXPECT_EQ(chooseSize(wide, std::nullopt), size);
+  EXPECT_EQ(chooseSize(wide, size), size);
+  EXPECT_EQ(chooseSize(row, size), size);
+  EXPECT_EQ(chooseSize(open, size), size);
+  const auto codeOf = [](INNModel& model, std::optional<ImageSize> asked) {
+    try {
+      (void)chooseSize(model, asked);
+    } catch (const ToolError& error) {
+      return error.code;
+    }
+    return ExitCode::Success;
+  };
+  EXPECT_EQ(codeOf(wide, turned), ExitCode::Run);
+  EXPECT_EQ(codeOf(grey, size), ExitCode::Run);
+  EXPECT_EQ(codeOf(row, std::nullopt), ExitCode::Usage);
+  EXPECT_EQ(codeOf(open, std::nullopt), ExitCode::Usage);
 }
 
 TEST(Latencies, AreRankedByShare) {

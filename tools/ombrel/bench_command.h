@@ -2,6 +2,7 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 
 #include "exit_codes.h"
 #include "image_file.h"
@@ -12,7 +13,7 @@ namespace OMB::tool {
 
 struct BenchOptions {
   ModelOptions model;
-  ImageSize size;
+  std::optional<ImageSize> size;  ///< nothing: the model's own
   InputForm form = InputForm::U8Hwc;
   int runners = 1;                 ///< each in a thread of its own
   double seconds = 5;              ///< how long is measured

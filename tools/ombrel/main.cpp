@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <functional>
 #include <map>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -26,6 +27,7 @@ inline bool lexical_cast(const std::string& text, std::filesystem::path& path) {
 #include "check_command.h"
 #include "digest_command.h"
 #include "exit_codes.h"
+#include "info_command.h"
 #include "key.h"
 #include "keygen_command.h"
 #include "run_command.h"
@@ -121,11 +123,10 @@ void addModelOptions(CLI::App& app, ModelOptions& options, KeySource& key) {
   addKeyOptions(app, key);
 }
 
-void addInputOptions(CLI::App& app, ImageSize& size, InputForm& form) {
+void addInputOptions(CLI::App& app, std::optional<ImageSize>& size, InputForm& form) {
   addParsed<ImageSize>(
       app, "--size", parseSize, [&size](ImageSize value) { size = value; },
-      "width and height of the network's input", "WxH")
-      ->required();
+      "width and height of the network's input; the model's own unless given", "WxH");
   addParsed<InputForm>(
       app, "--as", parseInputForm, [&form](InputForm value) { form = value; },
       "form in which the image is handed over; u8-hwc unless given", inputFormNames);
@@ -179,6 +180,15 @@ Command addBench(CLI::App& app, BenchOptions& options, KeySource& key) {
   return [&] {
     options.model.key = fetchKey(key);
     return benchCommand(options);
+  };
+}
+
+Command addInfo(CLI::App& app, InfoOptions& options, KeySource& key) {
+  addModelOptions(app, options.model, key);
+  app.add_flag("--json", options.json, "print it as JSON");
+  return [&] {
+    options.model.key = fetchKey(key);
+    return infoCommand(options);
   };
 }
 
@@ -288,6 +298,7 @@ class CommandLine {
     app.set_version_flag("--version", "ombrel " OMBREL_VERSION);
     add("run", "Run a network on images and show the best classes", addRun, runOptions);
     add("bench", "Measure how fast a network runs", addBench, benchOptions);
+    add("info", "Tell what a network takes and gives", addInfo, infoOptions);
     add("seal", "Encrypt a model pair, and make its tags", addSeal, sealOptions);
     add("verify", "Prove a model pair by its tags, without loading it", addVerify, verifyOptions);
     add("authenticate", "Make the tags of a model pair in the clear", addAuthenticate,
@@ -320,6 +331,7 @@ class CommandLine {
   std::map<CLI::App*, Command> commands;
   RunOptions runOptions;
   BenchOptions benchOptions;
+  InfoOptions infoOptions;
   SealOptions sealOptions;
   VerifyOptions verifyOptions;
   AuthenticateOptions authenticateOptions;

@@ -8,6 +8,7 @@
 #include <span>
 #include <sstream>
 #include <string>
+#include <utility>
 
 #include "fenced_answers.h"
 #include "files.h"
@@ -18,13 +19,37 @@ namespace {
 
 using Labels = std::vector<std::string>;
 
-/// All images, before anything slow is done, so that an unreadable one is told at once.
-std::vector<Image> readImages(const RunOptions& options) {
+std::vector<Image> readImages(const std::vector<std::filesystem::path>& files, ImageSize size) {
   std::vector<Image> images;
-  for (const std::filesystem::path& file : options.images) {
-    images.push_back(fitImage(readImage(file), options.question.size));
+  for (const std::filesystem::path& file : files) {
+    images.push_back(fitImage(readImage(file), size));
   }
   return images;
+}
+
+std::vector<Image> readWhole(const std::vector<std::filesystem::path>& files) {
+  std::vector<Image> images;
+  for (const std::filesystem::path& file : files) images.push_back(readImage(file));
+  return images;
+}
+
+/// With a size all images are read now, before anything slow is done, so that an unreadable one is
+/// told at once. Without, they are read when the model has told it; or, where no file can be opened
+/// then, kept as large as they are until then.
+ImagesOfSize prepareImages(const RunOptions& options) {
+  if (options.question.size) {
+    return [images = readImages(options.images, *options.question.size)](ImageSize) mutable {
+      return std::move(images);
+    };
+  }
+  if (!options.fenced) {
+    return [&options](ImageSize size) { return readImages(options.images, size); };
+  }
+  return [whole = readWhole(options.images)](ImageSize size) {
+    std::vector<Image> images;
+    for (const Image& image : whole) images.push_back(fitImage(image, size));
+    return images;
+  };
 }
 
 /// One label a line.
@@ -86,7 +111,7 @@ void printBest(std::span<const float> values, const Labels& labels, std::size_t 
   }
 }
 
-std::unique_ptr<Answers> makeAnswers(RunOptions& options, const std::vector<Image>& images) {
+std::unique_ptr<Answers> makeAnswers(RunOptions& options, const ImagesOfSize& images) {
   if (!options.fenced) return std::make_unique<OwnAnswers>(options.question, images);
   return makeFencedAnswers(options.question, images, options.fenceLimit);
 }
@@ -94,7 +119,7 @@ std::unique_ptr<Answers> makeAnswers(RunOptions& options, const std::vector<Imag
 }  // namespace
 
 ExitCode runCommand(RunOptions& options) {
-  const std::vector<Image> images = readImages(options);
+  const ImagesOfSize images = prepareImages(options);
   const Labels labels = readLabels(options.labels);
   std::unique_ptr<PendingFile> raw;
   if (!options.rawOutput.empty()) raw = std::make_unique<PendingFile>(options.rawOutput);
