@@ -98,6 +98,9 @@ class Program(unittest.TestCase):
                 ("run net a.ppm --plugin m.json", USAGE, "--size is required: the model"),
                 ("info no --plugin m.json", MODEL, "no.xml is missing"),
                 ("run net a.ppm --size 4", USAGE, '"4" is not WxH'),
+                (f"run net - - {PLAIN}", USAGE, "holds one image only"),
+                (f"run net - --key-file - {PLAIN}", USAGE, "both the key and an image"),
+                (f"run net a.ppm --raw - --top 1 {PLAIN}", USAGE, "no room for classes"),
                 (f"run net a.ppm --as u9 {PLAIN}", USAGE, "u9"),
                 ("digest m.json --range 3", USAGE, "not OFFSET:LENGTH"),
                 (f"run net a.ppm --key 12 {PLAIN}", BAD_KEY, "not 32 hexadecimal digits"),
@@ -147,6 +150,31 @@ class Program(unittest.TestCase):
                 self.assertRegex(self.error, r"\Aombrel: [^\n]*\n\Z")
                 self.assertIn(message, self.error)
                 self.assertFalse((self.folder / "new.xml").exists())
+
+    def test_speaks_json_and_works_in_pipes(self):
+        self.succeed(f"run net a.ppm b.ppm --json --top 1 --key {KEY} {PLAIN}")
+        answers = json.loads(self.out)["images"]
+        self.assertEqual([answer["image"] for answer in answers], ["a.ppm", "b.ppm"])
+        self.assertEqual(answers[0]["classes"][0]["class"], 23)
+        self.succeed("check --plugin m.json --json")
+        self.assertEqual(json.loads(self.out)["dependencies"][0]["verdict"], "ok")
+        self.succeed(f"bench net --seconds 0.01 --json - {PLAIN}")
+        self.assertEqual(json.loads(self.out)["width"], 4)
+
+        expected = self.raw_output("").tobytes()
+        command = f"run net - --raw - {PLAIN}".split()
+        image = (self.folder / "a.ppm").read_bytes()
+        done = subprocess.run([program, *command], cwd=self.folder, input=image, capture_output=True)
+        self.assertEqual(done.stdout, expected)
+        reading, closed = os.pipe()
+        os.close(reading)
+        with open("/dev/full", "wb") as full, open(closed, "wb") as pipe:
+            for output, reason in ((full, b"No space left on device"), (pipe, b"Broken pipe")):
+                for arguments in (command, ["--help"], ["run", "--help"], "check --plugin m.json --json".split()):
+                    done = subprocess.run([program, *arguments], cwd=self.folder, input=image, stdout=output,
+                                          stderr=subprocess.PIPE)
+                    self.assertEqual(done.returncode, FILE, arguments)
+                    self.assertEqual(done.stderr, b"ombrel: cannot write standard output: " + reason + b"\n")
 
     def test_accepts_the_library_of_the_manifest_only(self):
         self.succeed("check --plugin m.json")

@@ -152,13 +152,15 @@ std::string toJson(const Measurement& measured, const BenchOptions& options, Ima
 ExitCode benchCommand(BenchOptions& options) {
   // The output first: a file that cannot be written is told before anything is measured.
   std::unique_ptr<PendingFile> json;
-  if (!options.jsonFile.empty()) json = std::make_unique<PendingFile>(options.jsonFile);
+  if (!options.jsonFile.empty()) {
+    json = std::make_unique<PendingFile>(options.jsonFile, Dash::AStandardStream);
+  }
 
   const ModelSession session(options.model);
   const ImageSize size = chooseSize(session.get(), options.size);
   std::vector<Worker> workers = makeWorkers(session, options.runners, size);
   const Measurement measured = measure(workers, options, makeImage(size), session.outputSize());
-  print(measured, options, size);
+  if (options.jsonFile != "-") print(measured, options, size);
   if (json) {
     json->write(toJson(measured, options, size));
     json->commit();

@@ -17,7 +17,7 @@ struct BenchOptions {
   InputForm form = InputForm::U8Hwc;
   int runners = 1;                 ///< each in a thread of its own
   double seconds = 5;              ///< how long is measured
-  std::filesystem::path jsonFile;  ///< empty: none
+  std::filesystem::path jsonFile;  ///< empty: none; "-": in the place of the text
 };
 
 /// The key is gone from the options when the model is loaded.

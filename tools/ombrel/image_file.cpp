@@ -9,6 +9,7 @@
 #include <stb/stb_image.h>
 #include <stb/stb_image_resize.h>
 
+#include "files.h"
 #include "tool_error.h"
 
 namespace OMB::tool {
@@ -78,8 +79,10 @@ bool parseSize(std::string_view text, ImageSize& size) {
 Image readImage(const std::filesystem::path& file) {
   ImageSize size;
   int fileChannels = 0;
+  const std::vector<unsigned char> bytes = readBytes(file, Dash::AStandardStream, ExitCode::Image);
   const std::unique_ptr<stbi_uc, void (*)(void*)> samples(
-      stbi_load(file.string().c_str(), &size.width, &size.height, &fileChannels, imageChannels),
+      stbi_load_from_memory(bytes.data(), static_cast<int>(bytes.size()), &size.width, &size.height,
+                            &fileChannels, imageChannels),
       stbi_image_free);
   if (!samples) {
     throw ToolError(ExitCode::Image,

@@ -1,6 +1,8 @@
 // The command line of ombrel.
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <exception>
 #include <filesystem>
 #include <functional>
@@ -32,6 +34,7 @@ inline bool lexical_cast(const std::string& text, std::filesystem::path& path) {
 #include "keygen_command.h"
 #include "run_command.h"
 #include "seal_command.h"
+#include "system_calls.h"
 #include "tool_error.h"
 #include "verify_command.h"
 
@@ -146,7 +149,9 @@ void addFenceOptions(CLI::App& app, RunOptions& options) {
 
 Command addRun(CLI::App& app, RunOptions& options, KeySource& key) {
   addModelOptions(app, options.question.model, key);
-  app.add_option("IMAGE", options.images, "PNG, JPEG or PPM files")->required()->type_name("");
+  app.add_option("IMAGE", options.images, "PNG, JPEG or PPM files; - is standard input")
+      ->required()
+      ->type_name("");
   addInputOptions(app, options.question.size, options.question.form);
   addFenceOptions(app, options);
   app.add_option("--labels", options.labels, "names of the classes, one a line")->type_name("FILE");
@@ -154,13 +159,17 @@ Command addRun(CLI::App& app, RunOptions& options, KeySource& key) {
       ->type_name("N");
   app.add_option("--raw", options.rawOutput,
                  "write the output of all images, 32-bit floats, one image after another; classes "
-                 "are then shown only with --labels or --top")
+                 "are then shown only with --labels or --top; - is standard output")
       ->type_name("FILE");
+  app.add_flag("--json", options.json, "print the answers as JSON");
   app.footer(
       "The time shown is that of one run after one to warm up, with the conversion of the "
       "image.\n\n" +
       exitCodeTable());
   return [&] {
+    if (key.file == "-" && std::ranges::count(options.images, "-") > 0) {
+      throw ToolError(ExitCode::Usage, "standard input cannot be both the key and an image");
+    }
     options.question.model.key = fetchKey(key);
     return runCommand(options);
   };
@@ -176,7 +185,9 @@ Command addBench(CLI::App& app, BenchOptions& options, KeySource& key) {
   app.add_option("--seconds", options.seconds, "how long to measure; 5 unless given")
       ->check(inRange(0.001, 86400.0))
       ->type_name("S");
-  app.add_option("--json", options.jsonFile, "write the figures as JSON, too")->type_name("FILE");
+  app.add_option("--json", options.jsonFile,
+                 "write the figures as JSON, too; - is standard output, in the place of the text")
+      ->type_name("FILE");
   return [&] {
     options.model.key = fetchKey(key);
     return benchCommand(options);
@@ -283,8 +294,9 @@ Command addDigest(CLI::App& app, DigestOptions& options, KeySource&) {
   return [&options] { return digestCommand(options); };
 }
 
-Command addCheck(CLI::App& app, PackageOptions& options, KeySource&) {
-  addPackageOptions(app, options);
+Command addCheck(CLI::App& app, CheckOptions& options, KeySource&) {
+  addPackageOptions(app, options.package);
+  app.add_flag("--json", options.json, "print what was tested as JSON");
   return [&options] { return checkCommand(options); };
 }
 
@@ -338,7 +350,7 @@ class CommandLine {
   KeySource key;
   KeygenOptions keygenOptions;
   DigestOptions digestOptions;
-  PackageOptions checkOptions;
+  CheckOptions checkOptions;
 };
 
 /// Texts of the engine come in several lines; an error is one.
@@ -354,6 +366,15 @@ ExitCode fail(ExitCode code, const std::string& message) {
   std::fflush(stdout);
   std::fprintf(stderr, "ombrel: %s\n", onOneLine(message).c_str());
   return code;
+}
+
+/// What was printed may not have arrived, as on a disk that is full.
+ExitCode finishOutput(ExitCode code) {
+  errno = 0;
+  const bool arrived = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+  if (arrived || code != ExitCode::Success) return code;
+  const std::string reason = errno == 0 ? "" : std::string(": ") + std::strerror(errno);
+  return fail(ExitCode::File, "cannot write standard output" + reason);
 }
 
 ExitCode runCommandLine(std::span<char*> words) {
@@ -377,8 +398,9 @@ ExitCode runCommandLine(std::span<char*> words) {
 int main(int count, char** arguments) {
   using namespace OMB::tool;
   try {
+    tellOfClosedPipes();
     Arguments words(count, arguments);
-    return static_cast<int>(runCommandLine(words.get()));
+    return static_cast<int>(finishOutput(runCommandLine(words.get())));
   } catch (const std::exception& error) {
     return static_cast<int>(fail(ExitCode::Failure, error.what()));
   }

@@ -11,6 +11,7 @@
 #include "ombrel/plugin/return_codes.h"
 
 #include "build_constants.h"
+#include "files.h"
 #include "system_calls.h"
 #include "tool_error.h"
 
@@ -23,7 +24,8 @@ Config makeConfig(const ModelOptions& options, const std::filesystem::path& fold
   Config config;
   const std::string file = options.configFile.string();
   if (!file.empty() && !config.Read(file.c_str())) {
-    throw ToolError(ExitCode::File, "cannot open configuration file " + file);
+    throw ToolError(ExitCode::File,
+                    "cannot open configuration file " + file + reasonNotRead(options.configFile));
   }
   if (options.threads) config.SetThreadCount(*options.threads);
   if (options.dataPath) config.SetDataPath(*options.dataPath);
@@ -75,8 +77,7 @@ ModelSession::ModelSession(ModelOptions& options, const Manifest& manifest,
       pathOf(pluginFolder(options.package.manifest.string(), manifest));
   const Config config = makeConfig(options, folder);
   const CreateFunction create = loadPlugin(folder);
-  if (options.beforeModel)
-    options.beforeModel(filesOf(package, folder, config, options.modelBase));
+  if (options.beforeModel) options.beforeModel(filesOf(package, folder, config, options.modelBase));
   loadModel(create, options, config);
 }
 
