@@ -89,6 +89,9 @@ class Program(unittest.TestCase):
         self.write_changed("noinit.json", "Initialize", "Finalize")
         self.write_changed("nocreate.json", '"Create', '"Destroy')
         (self.folder / "c.cfg").write_text("DataPath elsewhere/")
+        (self.folder / "clear.xml").write_text("<?xml")
+        (self.folder / "clear.bin").write_text("x")
+        (self.folder / "text.ppm").write_text("P3 1 1 255 1 2 3")
         (self.folder / "note.png").write_text("no image")
         self.write_key("short", KEY[1:])
         self.write_key("long", KEY + "\n\n")
@@ -97,6 +100,10 @@ class Program(unittest.TestCase):
                 ("", USAGE, "subcommand is required"),
                 ("run net a.ppm --plugin m.json", USAGE, "--size is required: the model"),
                 ("info no --plugin m.json", MODEL, "no.xml is missing"),
+                ("rum net", USAGE, "there is no command rum;"),
+                (f"run net text.ppm {PLAIN}", IMAGE, "it is a PPM in text; PNG, JPEG and PPM of bytes"),
+                (f"run clear a.ppm --key {KEY} --config c.cfg {PLAIN}", MODEL, "in the clear; leave the key out"),
+                (f"run net a.ppm --labels text {PLAIN}", FILE, "cannot read text: Is a directory"),
                 ("run net a.ppm --size 4", USAGE, '"4" is not WxH'),
                 (f"run net - - {PLAIN}", USAGE, "holds one image only"),
                 (f"run net - --key-file - {PLAIN}", USAGE, "both the key and an image"),

@@ -11,6 +11,7 @@
 #include "ombrel/platform/crypto.h"
 
 #include "build_constants.h"
+#include "exif_orientation.h"
 #include "files.h"
 #include "image_file.h"
 #include "input_size.h"
@@ -147,6 +148,45 @@ TEST(Image, IsCutFromTheMiddleAndResized) {
       "89504e470d0a1a0a0000000d4948445200000002000000010806000000f4227f8a000000114944415478da63fe"
       "cfc8f4bf85e527230011390387bf2558280000000049454e44ae426082");
   EXPECT_EQ(readImage(folder.write("c.png", png)).samples, (Samples{255, 1, 2, 3, 4, 250}));
+}
+
+TEST(Image, StandsAsItsExifSegmentSays) {
+  // Pixels a b c over d e f, as each of the eight orientations shows them.
+  const Image stored{
+      {3, 2},
+      {'a', 'a', 'a', 'b', 'b', 'b', 'c', 'c', 'c', 'd', 'd', 'd', 'e', 'e', 'e', 'f', 'f', 'f'}};
+  const char* const upright[] = {"abcdef", "cbafed", "fedcba", "defabc",
+                                 "adbecf", "daebfc", "fcebda", "cfbead"};
+  for (int orientation = 1; orientation <= 8; ++orientation) {
+    const Image turned = turnUpright(stored, orientation);
+    EXPECT_EQ(turned.size.width, orientation < 5 ? 3 : 2);
+    std::string pixels;
+    for (std::size_t i = 0; i < turned.samples.size(); i += 3)
+      pixels += static_cast<char>(turned.samples[i]);
+    EXPECT_EQ(pixels, upright[orientation - 1]) << orientation;
+  }
+
+  const std::string before = "ffd8ffe000044a46ffffe1001e457869660000";
+  const ByteVector little = fromHex(before +
+                                    "49492a00080000000100120103000100000006000000"
+                                    "ffda");
+  const ByteVector big = fromHex(before +
+                                 "4d4d002a000000080001011200030000000100080000"
+                                 "ffda");
+  EXPECT_EQ(exifOrientation(little), 6);
+  EXPECT_EQ(exifOrientation(big), 8);
+  for (ByteVector file : {little, big}) {
+    for (std::size_t i = 0; i < file.size(); ++i) {
+      // In memory of its own, behind whose end a sanitizer sees every read.
+      const std::vector cut(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(i));
+      EXPECT_THAT(exifOrientation(cut), testing::AllOf(testing::Ge(1), testing::Le(8)));
+      for (const int flipped : {0x01, 0x80, 0xFF}) {
+        std::vector changed(file.begin(), file.end());
+        changed[i] = static_cast<unsigned char>(changed[i] ^ flipped);
+        EXPECT_THAT(exifOrientation(changed), testing::AllOf(testing::Ge(1), testing::Le(8)));
+      }
+    }
+  }
 }
 
 TEST(Image, SizeIsTwoNumbersThatCanBeMultiplied) {

@@ -307,7 +307,7 @@ class CommandLine {
     app.allow_windows_style_options(false);  // a slash begins a path
     app.require_subcommand(1);
     app.footer(exitCodeTable());
-    app.set_version_flag("--version", "ombrel " OMBREL_VERSION);
+    app.set_version_flag("--version", "ombrel " OMBREL_VERSION "\n" OMBREL_SECRETS);
     add("run", "Run a network on images and show the best classes", addRun, runOptions);
     add("bench", "Measure how fast a network runs", addBench, benchOptions);
     add("info", "Tell what a network takes and gives", addInfo, infoOptions);
@@ -324,6 +324,7 @@ class CommandLine {
 
   /// Parses and does what is asked for.
   ExitCode run(int count, char** arguments) {
+    if (count > 1) requireCommand(arguments[1]);
     app.parse(count, arguments);
     return commands.at(app.get_subcommands().front())();
   }
@@ -332,6 +333,13 @@ class CommandLine {
   void show(const CLI::ParseError& request) { app.exit(request); }
 
  private:
+  /// The parser would say that a command is missing.
+  void requireCommand(const std::string& name) const {
+    const auto isNamed = [&](const auto& command) { return command.first->get_name() == name; };
+    if (name.starts_with('-') || std::ranges::any_of(commands, isNamed)) return;
+    throw CLI::ParseError("there is no command " + name, CLI::ExitCodes::ExtrasError);
+  }
+
   template <typename Options>
   void add(const char* name, const char* help, Command (*wire)(CLI::App&, Options&, KeySource&),
            Options& options) {
