@@ -55,6 +55,6 @@ if(OMBREL_REQUIRE_AUTHENTICATION)
   set(OMBREL_AUTHENTICATION_REQUIRED true)
 endif()
 configure_file(${CMAKE_CURRENT_LIST_DIR}/build_constants.h.in
-               ${CMAKE_BINARY_DIR}/generated/build_constants.h @ONLY)
+               ${PROJECT_BINARY_DIR}/generated/build_constants.h @ONLY)
 add_library(ombrel_build_constants INTERFACE)
-target_include_directories(ombrel_build_constants INTERFACE ${CMAKE_BINARY_DIR}/generated)
+target_include_directories(ombrel_build_constants INTERFACE ${PROJECT_BINARY_DIR}/generated)

@@ -1,5 +1,8 @@
 # The OpenVINO runtime of the wheel, and its files beside the backend. The engine layer links its C interface,
 # openvino::runtime::c; what is compared with the engine called directly links openvino::runtime.
+if(NOT IS_DIRECTORY ${OMBREL_ENGINE_ROOT}/libs)
+  message(FATAL_ERROR "There is no engine at ${OMBREL_ENGINE_ROOT}; run scripts/bootstrap")
+endif()
 include(Pugixml)
 
 if(CMAKE_SYSTEM_PROCESSOR STREQUAL "aarch64")
@@ -27,14 +30,16 @@ if(WIN32)
     INTERFACE_INCLUDE_DIRECTORIES ${OMBREL_ENGINE_ROOT}/include)
 else()
   find_package(OpenVINO REQUIRED CONFIG PATHS ${OMBREL_ENGINE_ROOT}/cmake NO_DEFAULT_PATH)
+  file(GLOB runtime RELATIVE ${OMBREL_ENGINE_ROOT}/libs ${OMBREL_ENGINE_ROOT}/libs/libopenvino.so.*)
+  string(REGEX REPLACE ".*[.]" "" release "${runtime}")  # as in libopenvino.so.2641
   set(OMBREL_ENGINE_FILES
     libtbb.so.12
     libtbbmalloc.so.2
     libhwloc.so.15
     libtbbbind_2_5.so.3
-    libopenvino.so.2641
-    libopenvino_c.so.2641
-    libopenvino_ir_frontend.so.2641
+    libopenvino.so.${release}
+    libopenvino_c.so.${release}
+    libopenvino_ir_frontend.so.${release}
     lib${OMBREL_CPU_PLUGIN}.so)
 endif()
 list(TRANSFORM OMBREL_ENGINE_FILES PREPEND ${OMBREL_ENGINE_ROOT}/libs/ OUTPUT_VARIABLE OMBREL_ENGINE_PATHS)

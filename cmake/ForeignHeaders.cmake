@@ -6,7 +6,7 @@ function(ombrel_link_headers target package folder header)
   add_library(${target} INTERFACE)
   find_path(OMBREL_${folder}_INCLUDE_DIR ${folder}/${header} REQUIRED
             PATHS /usr/include NO_CMAKE_FIND_ROOT_PATH DOC "Folder above ${folder}/ (${package})")
-  set(apart ${CMAKE_BINARY_DIR}/generated/headers/${folder})
+  set(apart ${PROJECT_BINARY_DIR}/generated/headers/${folder})
   file(MAKE_DIRECTORY ${apart})
   file(CREATE_LINK ${OMBREL_${folder}_INCLUDE_DIR}/${folder} ${apart}/${folder} SYMBOLIC)
   target_include_directories(${target} SYSTEM INTERFACE ${apart})

@@ -1,20 +1,18 @@
-# Highway, as hwy::hwy: the installed package, or built from its sources where there is no package for the
-# system that we build for.
-set(OMBREL_HIGHWAY_SOURCE "" CACHE PATH "Sources of Highway to build it from; empty for the installed package")
+# Highway, as ombrel_highway: the three of its sources that we use, linked statically. What is installed with a system is one
+# library more to bring along, and spends milliseconds of each start on measuring a clock that nobody asks for.
+set(OMBREL_HIGHWAY_SOURCE "" CACHE PATH "Sources of Highway; empty for those that scripts/bootstrap fetches")
 
-if(NOT OMBREL_HIGHWAY_SOURCE)
-  find_package(HWY CONFIG REQUIRED GLOBAL)
-  return()
+set(source ${OMBREL_HIGHWAY_SOURCE})
+if(NOT source)
+  set(source ${PROJECT_SOURCE_DIR}/.deps/highway)
 endif()
-if(NOT EXISTS ${OMBREL_HIGHWAY_SOURCE}/hwy/targets.cc)
-  message(FATAL_ERROR "${OMBREL_HIGHWAY_SOURCE} has no sources of Highway; run scripts/bootstrap --windows")
+if(NOT EXISTS ${source}/hwy/targets.cc)
+  message(FATAL_ERROR "${source} has no sources of Highway; run scripts/bootstrap")
 endif()
-# Shared as the package's, since the instruction set that is chosen is one setting of the process.
-add_library(hwy SHARED
-  ${OMBREL_HIGHWAY_SOURCE}/hwy/aligned_allocator.cc
-  ${OMBREL_HIGHWAY_SOURCE}/hwy/per_target.cc
-  ${OMBREL_HIGHWAY_SOURCE}/hwy/targets.cc)
-add_library(hwy::hwy ALIAS hwy)
-target_compile_definitions(hwy PUBLIC HWY_SHARED_DEFINE)
-target_include_directories(hwy SYSTEM PUBLIC ${OMBREL_HIGHWAY_SOURCE})
-target_compile_options(hwy PRIVATE -w)
+add_library(ombrel_highway STATIC
+  ${source}/hwy/aligned_allocator.cc
+  ${source}/hwy/per_target.cc
+  ${source}/hwy/targets.cc)
+target_compile_definitions(ombrel_highway PUBLIC HWY_STATIC_DEFINE)
+target_include_directories(ombrel_highway SYSTEM PUBLIC ${source})
+target_compile_options(ombrel_highway PRIVATE -w)

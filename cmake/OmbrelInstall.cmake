@@ -10,9 +10,6 @@ install(TARGETS ombrel EXPORT OmbrelTargets
         RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
         LIBRARY DESTINATION lib
         ARCHIVE DESTINATION lib)
-if(TARGET hwy)  # built here, as for Windows, where it has to stand beside the framework
-  install(TARGETS hwy RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} LIBRARY DESTINATION lib)
-endif()
 install(DIRECTORY include/ombrel DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
 
 if(OMBREL_BUILD_BACKEND)
@@ -41,16 +38,29 @@ if(TARGET ombrel_tool)
                             digest \${libraries} --manifest \"\${folder}/openvino.json\"
                             --outside \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${framework}\"
                             --file \"\${folder}/plugins.xml\" --closed ${OMBREL_SIGN}
-                    COMMAND_ERROR_IS_FATAL ANY)")
+                    COMMAND_ERROR_IS_FATAL ANY)
+    list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"\${CMAKE_INSTALL_PREFIX}/${OMBREL_INSTALL_PLUGINDIR}/openvino.json\")
+    foreach(name IN ITEMS openvino.json.sig)
+      if(EXISTS \"\${folder}/\${name}\")
+        list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"\${CMAKE_INSTALL_PREFIX}/${OMBREL_INSTALL_PLUGINDIR}/\${name}\")
+      endif()
+    endforeach()")
 endif()
 
 install(EXPORT OmbrelTargets NAMESPACE Ombrel:: DESTINATION ${OMBREL_INSTALL_CMAKEDIR})
-configure_package_config_file(cmake/OmbrelConfig.cmake.in ${CMAKE_BINARY_DIR}/OmbrelConfig.cmake
+configure_package_config_file(cmake/OmbrelConfig.cmake.in ${PROJECT_BINARY_DIR}/OmbrelConfig.cmake
   INSTALL_DESTINATION ${OMBREL_INSTALL_CMAKEDIR}
   PATH_VARS OMBREL_INSTALL_PLUGINDIR)
-write_basic_package_version_file(${CMAKE_BINARY_DIR}/OmbrelConfigVersion.cmake COMPATIBILITY SameMajorVersion)
-install(FILES ${CMAKE_BINARY_DIR}/OmbrelConfig.cmake ${CMAKE_BINARY_DIR}/OmbrelConfigVersion.cmake
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/OmbrelConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/OmbrelConfig.cmake ${PROJECT_BINARY_DIR}/OmbrelConfigVersion.cmake
         DESTINATION ${OMBREL_INSTALL_CMAKEDIR})
+
+# Last, since it lists whatever was installed.
+include(Parts)
+install(CODE "set(OMBREL_PARTS [==[${OMBREL_PARTS}]==])
+  set(OMBREL_VERSION ${PROJECT_VERSION})
+  set(OMBREL_PARTS_LIST ${OMBREL_INSTALL_DOCDIR}/ombrel.spdx.json)")
+install(SCRIPT ${CMAKE_CURRENT_LIST_DIR}/WritePartsList.cmake)
 
 # The same as one archive, by cpack: unpacked anywhere it works, as what is installed does after a move.
 if(WIN32)

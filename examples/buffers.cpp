@@ -1,6 +1,7 @@
 // Loads a model that is in no file, and asks it for what INNModel and INNRunner do not tell.
 #include <algorithm>
 #include <cstdio>
+#include <exception>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -46,11 +47,8 @@ float sumOfOutputs(OMB::INNRunner& runner, OMB::INNDescription& model) {
   return sum;
 }
 
-}  // namespace
-
-int main(int, char** arguments) {
+int run(const std::filesystem::path& folder, const std::string& modelBase) {
   // See host.cpp for the proof of the package, which comes first in a product.
-  const std::filesystem::path folder = std::filesystem::path(BACKEND).parent_path();
   OMB::PluginManager manager;
   manager.SetPluginsDirectory(folder.string().c_str());
   OMB::DynamicPlugin plugin =
@@ -61,8 +59,8 @@ int main(int, char** arguments) {
 
   std::unique_ptr<OMB::INNModel> model;
   {
-    const std::vector<unsigned char> text = resource(std::string(arguments[1]) + ".xml");
-    const std::vector<unsigned char> weights = resource(std::string(arguments[1]) + ".bin");
+    const std::vector<unsigned char> text = resource(modelBase + ".xml");
+    const std::vector<unsigned char> weights = resource(modelBase + ".bin");
     const OMB::ModelBuffers entered("in the program", {text, weights});
     model.reset(plugin.GetCreateMethod()({"in the program", nullptr, 0, config}));
   }
@@ -79,4 +77,19 @@ int main(int, char** arguments) {
   const float sum = sumOfOutputs(*sibling, *description);
   std::printf("sum %g\n", static_cast<double>(sum));
   return sum == 6 ? 0 : 4;
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  if (count != 3) {
+    std::fprintf(stderr, "Usage: buffers FOLDER MODEL, as of host\n");
+    return 64;
+  }
+  try {
+    return run(arguments[1], arguments[2]);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "buffers: %s\n", error.what());
+    return 6;
+  }
 }

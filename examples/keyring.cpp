@@ -72,9 +72,8 @@ OMB::ByteVector fetch(const char* name) {
   return key;
 }
 
-int run(const char* name, const char* base) {
+int run(const char* name, const std::filesystem::path& folder, const char* base) {
   // See host.cpp for the proof of the package, which comes first in a product.
-  const std::filesystem::path folder = std::filesystem::path(BACKEND).parent_path();
   OMB::PluginManager manager;
   manager.SetPluginsDirectory(folder.c_str());
   OMB::DynamicPlugin plugin =
@@ -102,8 +101,8 @@ int main(int count, char** arguments) {
       put(arguments[2]);
       return 0;
     }
-    if (command == "run" && count == 4) return run(arguments[2], arguments[3]);
-    std::fprintf(stderr, "keyring put NAME | keyring run NAME MODEL_BASE\n");
+    if (command == "run" && count == 5) return run(arguments[2], arguments[3], arguments[4]);
+    std::fprintf(stderr, "Usage: keyring put NAME, or keyring run NAME FOLDER MODEL\n");
   } catch (const std::exception& error) {
     std::fprintf(stderr, "%s\n", error.what());
   }

@@ -3,7 +3,7 @@
 #include <chrono>
 #include <cstdio>
 #include <exception>
-#include <latch>
+#include <future>
 #include <memory>
 #include <string>
 #include <thread>
@@ -92,11 +92,13 @@ Latencies collect(std::vector<Worker>& workers) {
 
 Measurement measure(std::vector<Worker>& workers, const BenchOptions& options, const Image& image,
                     std::size_t outputs) {
-  std::latch allReady(static_cast<std::ptrdiff_t>(workers.size()) + 1);
   std::vector<std::jthread> threads;
+  // Ends before the threads: one that can't be made leaves none of the others waiting.
+  std::promise<void> start;
+  const std::shared_future<void> started = start.get_future().share();
   for (Worker& worker : workers) {
-    threads.emplace_back([&] {
-      allReady.arrive_and_wait();
+    threads.emplace_back([&worker, &image, &options, outputs, started] {
+      started.wait();
       try {
         worker.measure(image, options, outputs);
       } catch (...) {
@@ -104,11 +106,11 @@ Measurement measure(std::vector<Worker>& workers, const BenchOptions& options, c
       }
     });
   }
-  allReady.arrive_and_wait();
-  const Clock::time_point start = Clock::now();
+  const Clock::time_point begin = Clock::now();
+  start.set_value();
   showProgress(options.seconds);
   threads.clear();  // waits for them
-  const double seconds = Seconds(Clock::now() - start).count();
+  const double seconds = Seconds(Clock::now() - begin).count();
   return {collect(workers), seconds};
 }
 

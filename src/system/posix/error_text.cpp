@@ -1,7 +1,9 @@
 #include "system/error_text.h"
 
 #include <cerrno>
+#include <locale.h>
 #include <string.h>
+#include <string_view>
 
 #include "system/module.h"
 
@@ -14,8 +16,11 @@ std::uint32_t lastError() noexcept {
 std::string errorText(std::uint32_t code) {
   // The one failure to open a library that the loader has no words for.
   if (code == kModuleNotFound) return "There is no library of that name where the loader looks";
-  const char* text = strerrordesc_np(static_cast<int>(code));
-  return text == nullptr ? std::string() : text;
+  // In the words of no language, whatever the host has set; glibc has them without an allocation.
+  static const locale_t plain = newlocale(LC_ALL_MASK, "C", nullptr);
+  const char* text = strerror_l(static_cast<int>(code), plain);
+  if (text == nullptr || std::string_view(text).starts_with("Unknown error ")) return {};
+  return text;
 }
 
 }  // namespace OMB::system

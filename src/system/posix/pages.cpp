@@ -13,6 +13,7 @@ namespace OMB::system {
 namespace {
 
 constexpr std::size_t kUsualHugePage = std::size_t{2} << 20;
+constexpr int kPopulateWrite = 23;  // MADV_POPULATE_WRITE, which headers have since Linux 5.14
 
 // Without streams, which allocate.
 std::size_t readHugePageSize() noexcept {
@@ -66,7 +67,7 @@ void takeHugePages(char* block, std::size_t length, std::size_t hugePage) noexce
     taken += std::min(hugePage, length - taken);
     if (left < 0) {
       madvise(block + taken, length - taken, MADV_NOHUGEPAGE);
-      madvise(block + taken, length - taken, MADV_POPULATE_WRITE);  // cheaper than one by one
+      madvise(block + taken, length - taken, kPopulateWrite);  // cheaper than one by one
       return;
     }
   }
