@@ -183,6 +183,19 @@ class Program(unittest.TestCase):
                     self.assertEqual(done.returncode, FILE, arguments)
                     self.assertEqual(done.stderr, b"ombrel: cannot write standard output: " + reason + b"\n")
 
+    def test_is_described_by_its_own_help(self):
+        def make(kind):
+            generator = pathlib.Path(__file__).parent.parent / "tools/ombrel/make-manual"
+            return subprocess.run([generator, kind, program], capture_output=True, text=True, check=True).stdout
+
+        self.assertIn("\n.SH OMBREL RUN\n", make("man"))
+        self.assertIn("\n.B \\-\\-size WxH\nwidth and height of", make("man"))
+        for words, offered in (("ver", "verify"), ("run --fenced-", ""), ("run --fe", "--fenced --fence-limit"),
+                               ("run --as f", "f32-hwc f32-chw")):
+            ask = f"COMP_WORDS=(ombrel {words}) COMP_CWORD={len(words.split())}; _ombrel; echo ${{COMPREPLY[*]}}"
+            done = subprocess.run(["bash", "-c", make("completion") + ask], capture_output=True, text=True)
+            self.assertEqual(done.stdout, offered + "\n")
+
     def test_accepts_the_library_of_the_manifest_only(self):
         self.succeed("check --plugin m.json")
         self.assertRegex(self.out, r"\Alibecho.so +ok +/.*/libecho.so\n")

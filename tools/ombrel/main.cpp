@@ -94,8 +94,9 @@ void addKeyOptions(CLI::App& app, KeySource& source) {
 }
 
 void addPackageOptions(CLI::App& app, PackageOptions& options) {
-  app.add_option("--plugin", options.manifest,
-                 "manifest of the plug-in; " + options.manifest.string() + " unless given")
+  app.add_option(
+         "--plugin", options.manifest,
+         "manifest of the plug-in; ../lib/ombrel/openvino.json from this program unless given")
       ->type_name("MANIFEST");
   CLI::Option* const trust =
       app.add_option("--trust", options.trust,
