@@ -173,6 +173,11 @@ class Program(unittest.TestCase):
         image = (self.folder / "a.ppm").read_bytes()
         done = subprocess.run([program, *command], cwd=self.folder, input=image, capture_output=True)
         self.assertEqual(done.stdout, expected)
+        # More lines than a buffer holds, which are not to land in the file that gets the number of standard output.
+        many = f"run net {'a.ppm ' * 999} --raw raw {PLAIN}".split()
+        done = subprocess.run(["sh", "-c", 'exec "$@" >&-', "sh", program, *many], cwd=self.folder, capture_output=True)
+        self.assertEqual(done.returncode, FILE)
+        self.assertEqual((self.folder / "raw").read_bytes(), expected * 999)
         reading, closed = os.pipe()
         os.close(reading)
         with open("/dev/full", "wb") as full, open(closed, "wb") as pipe:

@@ -407,7 +407,7 @@ ExitCode runCommandLine(std::span<char*> words) {
 int main(int count, char** arguments) {
   using namespace OMB::tool;
   try {
-    tellOfClosedPipes();
+    guardStandardStreams();
     Arguments words(count, arguments);
     return static_cast<int>(finishOutput(runCommandLine(words.get())));
   } catch (const std::exception& error) {

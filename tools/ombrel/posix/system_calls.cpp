@@ -31,8 +31,13 @@ int openStandardOutput() {
   return fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0);
 }
 
-void tellOfClosedPipes() {
+void guardStandardStreams() {
   (void)std::signal(SIGPIPE, SIG_IGN);
+  int free = 0;
+  do {
+    free = open("/dev/null", O_RDONLY | O_CLOEXEC);  // which takes nothing that is written
+  } while (free >= 0 && free <= STDERR_FILENO);
+  if (free >= 0) (void)close(free);
 }
 
 bool sync(int file) {

@@ -63,8 +63,8 @@ int openStandardOutput() {
   return openStandard(stdout);
 }
 
-// They never end a program here.
-void tellOfClosedPipes() {}
+// Pipes never end a program here, and the numbers stay with the streams.
+void guardStandardStreams() {}
 
 bool sync(int file) {
   return _commit(file) == 0;
