@@ -4,6 +4,7 @@ What it prints, and that each failure ends with its documented exit code and one
 TRAP is a library that leaves a file behind where it is opened, HOSTILE a plug-in that was taken over.
 """
 import array
+import json
 import os
 import pathlib
 import re
@@ -88,14 +89,25 @@ class Program(unittest.TestCase):
         self.write_changed("noinit.json", "Initialize", "Finalize")
         self.write_changed("nocreate.json", '"Create', '"Destroy')
         (self.folder / "c.cfg").write_text("DataPath elsewhere/")
+        (self.folder / "clear.xml").write_text("<?xml")
+        (self.folder / "clear.bin").write_text("x")
+        (self.folder / "text.ppm").write_text("P3 1 1 255 1 2 3")
         (self.folder / "note.png").write_text("no image")
         self.write_key("short", KEY[1:])
         self.write_key("long", KEY + "\n\n")
         self.write_key("open", KEY, 0o640)
         for arguments, code, message in (
                 ("", USAGE, "subcommand is required"),
-                ("run net a.ppm --plugin m.json", USAGE, "--size is required"),
+                ("run net a.ppm --plugin m.json", USAGE, "--size is required: the model"),
+                ("info no --plugin m.json", MODEL, "no.xml is missing"),
+                ("rum net", USAGE, "there is no command rum;"),
+                (f"run net text.ppm {PLAIN}", IMAGE, "it is a PPM in text; PNG, JPEG and PPM of bytes"),
+                (f"run clear a.ppm --key {KEY} --config c.cfg {PLAIN}", MODEL, "in the clear; leave the key out"),
+                (f"run net a.ppm --labels text {PLAIN}", FILE, "cannot read text: Is a directory"),
                 ("run net a.ppm --size 4", USAGE, '"4" is not WxH'),
+                (f"run net - - {PLAIN}", USAGE, "holds one image only"),
+                (f"run net - --key-file - {PLAIN}", USAGE, "both the key and an image"),
+                (f"run net a.ppm --raw - --top 1 {PLAIN}", USAGE, "no room for classes"),
                 (f"run net a.ppm --as u9 {PLAIN}", USAGE, "u9"),
                 ("digest m.json --range 3", USAGE, "not OFFSET:LENGTH"),
                 (f"run net a.ppm --key 12 {PLAIN}", BAD_KEY, "not 32 hexadecimal digits"),
@@ -145,6 +157,49 @@ class Program(unittest.TestCase):
                 self.assertRegex(self.error, r"\Aombrel: [^\n]*\n\Z")
                 self.assertIn(message, self.error)
                 self.assertFalse((self.folder / "new.xml").exists())
+
+    def test_speaks_json_and_works_in_pipes(self):
+        self.succeed(f"run net a.ppm b.ppm --json --top 1 --key {KEY} {PLAIN}")
+        answers = json.loads(self.out)["images"]
+        self.assertEqual([answer["image"] for answer in answers], ["a.ppm", "b.ppm"])
+        self.assertEqual(answers[0]["classes"][0]["class"], 23)
+        self.succeed("check --plugin m.json --json")
+        self.assertEqual(json.loads(self.out)["dependencies"][0]["verdict"], "ok")
+        self.succeed(f"bench net --seconds 0.01 --json - {PLAIN}")
+        self.assertEqual(json.loads(self.out)["width"], 4)
+
+        expected = self.raw_output("").tobytes()
+        command = f"run net - --raw - {PLAIN}".split()
+        image = (self.folder / "a.ppm").read_bytes()
+        done = subprocess.run([program, *command], cwd=self.folder, input=image, capture_output=True)
+        self.assertEqual(done.stdout, expected)
+        # More lines than a buffer holds, which are not to land in the file that gets the number of standard output.
+        many = f"run net {'a.ppm ' * 999} --raw raw {PLAIN}".split()
+        done = subprocess.run(["sh", "-c", 'exec "$@" >&-', "sh", program, *many], cwd=self.folder, capture_output=True)
+        self.assertEqual(done.returncode, FILE)
+        self.assertEqual((self.folder / "raw").read_bytes(), expected * 999)
+        reading, closed = os.pipe()
+        os.close(reading)
+        with open("/dev/full", "wb") as full, open(closed, "wb") as pipe:
+            for output, reason in ((full, b"No space left on device"), (pipe, b"Broken pipe")):
+                for arguments in (command, ["--help"], ["run", "--help"], "check --plugin m.json --json".split()):
+                    done = subprocess.run([program, *arguments], cwd=self.folder, input=image, stdout=output,
+                                          stderr=subprocess.PIPE)
+                    self.assertEqual(done.returncode, FILE, arguments)
+                    self.assertEqual(done.stderr, b"ombrel: cannot write standard output: " + reason + b"\n")
+
+    def test_is_described_by_its_own_help(self):
+        def make(kind):
+            generator = pathlib.Path(__file__).parent.parent / "tools/ombrel/make-manual"
+            return subprocess.run([generator, kind, program], capture_output=True, text=True, check=True).stdout
+
+        self.assertIn("\n.SH OMBREL RUN\n", make("man"))
+        self.assertIn("\n.B \\-\\-size WxH\nwidth and height of", make("man"))
+        for words, offered in (("ver", "verify"), ("run --fenced-", ""), ("run --fe", "--fenced --fence-limit"),
+                               ("run --as f", "f32-hwc f32-chw")):
+            ask = f"COMP_WORDS=(ombrel {words}) COMP_CWORD={len(words.split())}; _ombrel; echo ${{COMPREPLY[*]}}"
+            done = subprocess.run(["bash", "-c", make("completion") + ask], capture_output=True, text=True)
+            self.assertEqual(done.stdout, offered + "\n")
 
     def test_accepts_the_library_of_the_manifest_only(self):
         self.succeed("check --plugin m.json")
@@ -402,6 +457,9 @@ class Program(unittest.TestCase):
                 file.write_bytes(whole)
             self.assertEqual(self.run_program(f"verify {base} --key {KEY[::-1]}"), OTHER_KEY)
 
+        self.succeed(f"info new --key {KEY} --plugin m.json --json")
+        self.assertEqual(json.loads(self.out), {"model": "new", "sealed": True, "tags": True, "output_size": 24,
+                                                "inputs": None, "outputs": None})
         self.succeed(f"bench net --runners 3 --seconds 0.05 --json j {PLAIN}")
         self.assertIn("3 runners", self.out)
         written = (self.folder / "j").read_text()

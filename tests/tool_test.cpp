@@ -1,6 +1,7 @@
 // The parts of the host program.
 #include <cstring>
 #include <numeric>
+#include <optional>
 #include <string>
 #include <sys/stat.h>
 #include <vector>
@@ -10,8 +11,10 @@
 #include "ombrel/platform/crypto.h"
 
 #include "build_constants.h"
+#include "exif_orientation.h"
 #include "files.h"
 #include "image_file.h"
+#include "input_size.h"
 #include "key.h"
 #include "latencies.h"
 #include "seal_command.h"
@@ -147,6 +150,45 @@ TEST(Image, IsCutFromTheMiddleAndResized) {
   EXPECT_EQ(readImage(folder.write("c.png", png)).samples, (Samples{255, 1, 2, 3, 4, 250}));
 }
 
+TEST(Image, StandsAsItsExifSegmentSays) {
+  // Pixels a b c over d e f, as each of the eight orientations shows them.
+  const Image stored{
+      {3, 2},
+      {'a', 'a', 'a', 'b', 'b', 'b', 'c', 'c', 'c', 'd', 'd', 'd', 'e', 'e', 'e', 'f', 'f', 'f'}};
+  const char* const upright[] = {"abcdef", "cbafed", "fedcba", "defabc",
+                                 "adbecf", "daebfc", "fcebda", "cfbead"};
+  for (int orientation = 1; orientation <= 8; ++orientation) {
+    const Image turned = turnUpright(stored, orientation);
+    EXPECT_EQ(turned.size.width, orientation < 5 ? 3 : 2);
+    std::string pixels;
+    for (std::size_t i = 0; i < turned.samples.size(); i += 3)
+      pixels += static_cast<char>(turned.samples[i]);
+    EXPECT_EQ(pixels, upright[orientation - 1]) << orientation;
+  }
+
+  const std::string before = "ffd8ffe000044a46ffffe1001e457869660000";
+  const ByteVector little = fromHex(before +
+                                    "49492a00080000000100120103000100000006000000"
+                                    "ffda");
+  const ByteVector big = fromHex(before +
+                                 "4d4d002a000000080001011200030000000100080000"
+                                 "ffda");
+  EXPECT_EQ(exifOrientation(little), 6);
+  EXPECT_EQ(exifOrientation(big), 8);
+  for (ByteVector file : {little, big}) {
+    for (std::size_t i = 0; i < file.size(); ++i) {
+      // In memory of its own, behind whose end a sanitizer sees every read.
+      const std::vector cut(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(i));
+      EXPECT_THAT(exifOrientation(cut), testing::AllOf(testing::Ge(1), testing::Le(8)));
+      for (const int flipped : {0x01, 0x80, 0xFF}) {
+        std::vector changed(file.begin(), file.end());
+        changed[i] = static_cast<unsigned char>(changed[i] ^ flipped);
+        EXPECT_THAT(exifOrientation(changed), testing::AllOf(testing::Ge(1), testing::Le(8)));
+      }
+    }
+  }
+}
+
 TEST(Image, SizeIsTwoNumbersThatCanBeMultiplied) {
   ImageSize size;
   EXPECT_TRUE(parseSize("320x224", size));
@@ -155,6 +197,44 @@ TEST(Image, SizeIsTwoNumbersThatCanBeMultiplied) {
        {"", "320", "320x", "x224", "0x1", "-1x1", "1x1 ", "3,2", "32768x32768", "99999999999x1"}) {
     EXPECT_FALSE(parseSize(bad, size)) << bad;
   }
+}
+
+/// A model that tells what it takes, and does nothing.
+class DescribedModel final : public INNModel, public INNDescription {
+ public:
+  explicit DescribedModel(std::vector<std::size_t> inputShape) : shape(std::move(inputShape)) {}
+
+  INNRunner* CreateRunner() override { return nullptr; }
+  bool IsLoaded() override { return true; }
+  int GetOutputSize() override { return 1; }
+  EDataType GetDataType() override { return EDataType::FP32; }
+  ImageUtils::ELayoutType GetLayout() override { return ImageUtils::ELayoutType::CHW; }
+  std::vector<NNTensorInfo> GetInputs() override { return {{"x", ETensorType::FP32, shape}}; }
+  std::vector<NNTensorInfo> GetOutputs() override { return {}; }
+
+ private:
+  std::vector<std::size_t> shape;
+};
+
+TEST(InputSize, IsTheModelsOwnAndNoOther) {
+  DescribedModel wide({1, 3, 224, 320}), grey({1, 1, 224, 320}), row({1, 30}), open({1, 3, 0, 320});
+  const ImageSize size{320, 224}, turned{224, 320};
+  EXPECT_EQ(chooseSize(wide, std::nullopt), size);
+  EXPECT_EQ(chooseSize(wide, size), size);
+  EXPECT_EQ(chooseSize(row, size), size);
+  EXPECT_EQ(chooseSize(open, size), size);
+  const auto codeOf = [](INNModel& model, std::optional<ImageSize> asked) {
+    try {
+      (void)chooseSize(model, asked);
+    } catch (const ToolError& error) {
+      return error.code;
+    }
+    return ExitCode::Success;
+  };
+  EXPECT_EQ(codeOf(wide, turned), ExitCode::Run);
+  EXPECT_EQ(codeOf(grey, size), ExitCode::Run);
+  EXPECT_EQ(codeOf(row, std::nullopt), ExitCode::Usage);
+  EXPECT_EQ(codeOf(open, std::nullopt), ExitCode::Usage);
 }
 
 TEST(Latencies, AreRankedByShare) {

@@ -2,10 +2,15 @@
 
 #include <chrono>
 
+#include "input_size.h"
+
 namespace OMB::tool {
 
-OwnAnswers::OwnAnswers(Question& question, const std::vector<Image>& asked)
-    : images(asked), size(question.size), form(question.form), session(question.model) {}
+OwnAnswers::OwnAnswers(Question& question, const ImagesOfSize& read)
+    : form(question.form),
+      session(question.model),
+      size(chooseSize(session.get(), question.size)),
+      images(read(size)) {}
 
 Answer OwnAnswers::next() {
   if (runner == nullptr) {

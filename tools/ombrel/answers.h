@@ -2,7 +2,9 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -15,9 +17,12 @@ namespace OMB::tool {
 /// What is to be asked of which network.
 struct Question {
   ModelOptions model;
-  ImageSize size;
+  std::optional<ImageSize> size;  ///< nothing: the model's own
   InputForm form = InputForm::U8Hwc;
 };
+
+/// Gives the images, each of this size. Called once, when the size is known. Throws ToolError.
+using ImagesOfSize = std::function<std::vector<Image>(ImageSize)>;
 
 struct Answer {
   std::span<const float> values;  ///< until the next answer
@@ -38,20 +43,22 @@ class Answers {
   virtual Answer next() = 0;
 };
 
-/// By a runner of this process. The question's key is gone when the model is loaded; the images
-/// outlive the answers.
+/// By a runner of this process. The question's key is gone when the model is loaded; the images are
+/// asked for after that.
 class OwnAnswers final : public Answers {
  public:
-  OwnAnswers(Question& question, const std::vector<Image>& images);
+  OwnAnswers(Question& question, const ImagesOfSize& read);
 
   std::size_t outputSize() override { return session.outputSize(); }
   Answer next() override;
 
+  std::size_t imageCount() const { return images.size(); }
+
  private:
-  const std::vector<Image>& images;
-  ImageSize size;
   InputForm form;
   ModelSession session;
+  ImageSize size;
+  std::vector<Image> images;
   std::unique_ptr<INNRunner> runner;  // made when the first answer is asked for
   std::size_t answered = 0;
 };

@@ -9,9 +9,9 @@
 #include <thread>
 #include <vector>
 
-#include <nlohmann/json.hpp>
-
 #include "files.h"
+#include "input_size.h"
+#include "json_text.h"
 #include "latencies.h"
 #include "terminal.h"
 
@@ -61,11 +61,11 @@ struct Worker {
   std::exception_ptr failure;
 };
 
-std::vector<Worker> makeWorkers(const ModelSession& session, const BenchOptions& options) {
+std::vector<Worker> makeWorkers(const ModelSession& session, int count, ImageSize size) {
   std::vector<Worker> workers;
-  for (int i = 0; i < options.runners; ++i) {
+  for (int i = 0; i < count; ++i) {
     workers.emplace_back(session.createRunner());
-    requireFit(*workers.back().runner, options.size);
+    requireFit(*workers.back().runner, size);
   }
   return workers;
 }
@@ -90,9 +90,8 @@ Latencies collect(std::vector<Worker>& workers) {
   return Latencies(std::move(all));
 }
 
-Measurement measure(std::vector<Worker>& workers, const BenchOptions& options,
+Measurement measure(std::vector<Worker>& workers, const BenchOptions& options, const Image& image,
                     std::size_t outputs) {
-  const Image image = makeImage(options.size);
   std::vector<std::jthread> threads;
   // Ends before the threads: one that can't be made leaves none of the others waiting.
   std::promise<void> start;
@@ -115,10 +114,10 @@ Measurement measure(std::vector<Worker>& workers, const BenchOptions& options,
   return {collect(workers), seconds};
 }
 
-void print(const Measurement& measured, const BenchOptions& options) {
+void print(const Measurement& measured, const BenchOptions& options, ImageSize size) {
   const Latencies& latencies = measured.latencies;
-  std::printf("%s  %dx%d, %d runner%s\n", options.model.modelBase.c_str(), options.size.width,
-              options.size.height, options.runners, options.runners == 1 ? "" : "s");
+  std::printf("%s  %dx%d, %d runner%s\n", options.model.modelBase.c_str(), size.width, size.height,
+              options.runners, options.runners == 1 ? "" : "s");
   std::printf("  %zu runs in %.2f s, %.1f a second\n", latencies.count(), measured.seconds,
               measured.throughput());
   std::printf("  one run, in ms: least %.3f, mean %.3f, greatest %.3f\n", latencies.least(),
@@ -130,11 +129,11 @@ void print(const Measurement& measured, const BenchOptions& options) {
   std::fputs(latencies.histogram().c_str(), stdout);
 }
 
-std::string toJson(const Measurement& measured, const BenchOptions& options) {
+std::string toJson(const Measurement& measured, const BenchOptions& options, ImageSize size) {
   const Latencies& latencies = measured.latencies;
   const nlohmann::ordered_json object = {{"model", options.model.modelBase},
-                                         {"width", options.size.width},
-                                         {"height", options.size.height},
+                                         {"width", size.width},
+                                         {"height", size.height},
                                          {"runners", options.runners},
                                          {"seconds", measured.seconds},
                                          {"runs", latencies.count()},
@@ -147,7 +146,7 @@ std::string toJson(const Measurement& measured, const BenchOptions& options) {
                                            {"p99", latencies.percentile(99)},
                                            {"p99.9", latencies.percentile(99.9)},
                                            {"max", latencies.greatest()}}}};
-  return object.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+  return jsonText(object);
 }
 
 }  // namespace
@@ -155,14 +154,17 @@ std::string toJson(const Measurement& measured, const BenchOptions& options) {
 ExitCode benchCommand(BenchOptions& options) {
   // The output first: a file that cannot be written is told before anything is measured.
   std::unique_ptr<PendingFile> json;
-  if (!options.jsonFile.empty()) json = std::make_unique<PendingFile>(options.jsonFile);
+  if (!options.jsonFile.empty()) {
+    json = std::make_unique<PendingFile>(options.jsonFile, Dash::AStandardStream);
+  }
 
   const ModelSession session(options.model);
-  std::vector<Worker> workers = makeWorkers(session, options);
-  const Measurement measured = measure(workers, options, session.outputSize());
-  print(measured, options);
+  const ImageSize size = chooseSize(session.get(), options.size);
+  std::vector<Worker> workers = makeWorkers(session, options.runners, size);
+  const Measurement measured = measure(workers, options, makeImage(size), session.outputSize());
+  if (options.jsonFile != "-") print(measured, options, size);
   if (json) {
-    json->write(toJson(measured, options));
+    json->write(toJson(measured, options, size));
     json->commit();
   }
   return ExitCode::Success;

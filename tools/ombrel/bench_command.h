@@ -2,6 +2,7 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 
 #include "exit_codes.h"
 #include "image_file.h"
@@ -12,11 +13,11 @@ namespace OMB::tool {
 
 struct BenchOptions {
   ModelOptions model;
-  ImageSize size;
+  std::optional<ImageSize> size;  ///< nothing: the model's own
   InputForm form = InputForm::U8Hwc;
   int runners = 1;                 ///< each in a thread of its own
   double seconds = 5;              ///< how long is measured
-  std::filesystem::path jsonFile;  ///< empty: none
+  std::filesystem::path jsonFile;  ///< empty: none; "-": in the place of the text
 };
 
 /// The key is gone from the options when the model is loaded.

@@ -12,6 +12,7 @@
 #include "ombrel/plugin/plugin_manager.h"
 #include "ombrel/plugin/return_codes.h"
 
+#include "json_text.h"
 #include "tool_error.h"
 
 namespace OMB::tool {
@@ -66,6 +67,19 @@ void printFindings(const std::vector<Finding>& findings) {
   }
 }
 
+void printJson(const std::vector<Finding>& findings, const Manifest& manifest, std::size_t files,
+               bool passed) {
+  auto list = nlohmann::ordered_json::array();
+  for (const Finding& finding : findings) {
+    list.push_back({{"name", finding.name}, {"verdict", finding.verdict}, {"file", finding.file}});
+  }
+  const nlohmann::ordered_json object = {{"plugin", manifest.name},
+                                         {"passed", passed},
+                                         {"proven_files", files},
+                                         {"dependencies", list}};
+  std::fputs(jsonText(object).c_str(), stdout);
+}
+
 /// The load as hosts do it, which also calls the plug-in's initialize entry.
 int load(DynamicPlugin& plugin, const std::string& folder) {
   PluginManager manager;
@@ -102,23 +116,29 @@ void requireListed(const PackageVerifier& package) {
 
 }  // namespace
 
-ExitCode checkCommand(const PackageOptions& options) {
-  const Manifest manifest = loadManifest(options);
-  const auto package = provePackage(options, manifest);
+ExitCode checkCommand(const CheckOptions& options) {
+  const Manifest manifest = loadManifest(options.package);
+  const auto package = provePackage(options.package, manifest);
   requireListed(*package);
 
-  const std::string folder = pluginFolder(options.manifest.string(), manifest);
+  const std::string folder = pluginFolder(options.package.manifest.string(), manifest);
   const auto plugin = package->MakePlugin();
   const int code = load(*plugin, folder);
   const std::vector<Finding> findings = testDependencies(manifest, folder);
-  printFindings(findings);
   const auto failures = std::ranges::count(findings, false, &Finding::passed);
+  if (options.json) {
+    printJson(findings, manifest, package->GetFindings().size(),
+              failures == 0 && code == PLUGIN_OK && plugin->GetCreateMethod() != nullptr);
+  } else {
+    printFindings(findings);
+  }
   if (failures > 0) {
     throw ToolError(ExitCode::Check, std::to_string(failures) + " of " +
                                          std::to_string(findings.size()) +
                                          " dependencies did not pass");
   }
   requireLoaded(code, *plugin, manifest);
+  if (options.json) return ExitCode::Success;
   std::printf("%s passed with all of its %zu dependencies, and %zu files before that\n",
               manifest.name.c_str(), findings.size(), package->GetFindings().size());
   return ExitCode::Success;

@@ -14,13 +14,14 @@ namespace OMB::tool {
 /// the package and those of the model, which it may read, and the network, other programs and other
 /// processes.
 ///
-/// `limit` is how many seconds the process may take for loading, and for each answer. Whatever it
-/// sends is taken for hostile. Operations throw ToolError with the code of what failed in there, or
+/// It asks for the images last, when it may open no file: they are in memory before. `limit` is how
+/// many seconds the process may take for loading, and for each answer. Whatever it sends is taken
+/// for hostile. Operations throw ToolError with the code of what failed in there, or
 /// ExitCode::Fence when the process crashed, hung or sent nonsense. The key leaves the question.
 ///
 /// Threads: called by a process that has no other thread. Throws ToolError where the system has
 /// nothing to make a fence of.
-std::unique_ptr<Answers> makeFencedAnswers(Question& question, const std::vector<Image>& images,
+std::unique_ptr<Answers> makeFencedAnswers(Question& question, const ImagesOfSize& read,
                                            double limit);
 
 }  // namespace OMB::tool

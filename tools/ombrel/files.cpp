@@ -2,15 +2,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdint>
 #include <cstring>
-#include <fstream>
 #include <random>
 #include <system_error>
 #include <unistd.h>
 
 #include "ombrel/platform/byte_vector.h"
-#include "ombrel/platform/file_utils.h"
 
 #include "system_calls.h"
 #include "tool_error.h"
@@ -44,37 +41,77 @@ constexpr std::size_t kPieceBytes = std::size_t{1} << 20;
 // What every system writes in one call.
 constexpr std::size_t kMostAtOnce = std::size_t{1} << 30;
 
+// No text and no image that is of use holds more.
+constexpr std::size_t kMostBytes = std::size_t{1} << 30;
+
+/// The pieces are wiped, as a model in the clear may be in them.
+void readAll(const Descriptor& file, const std::string& name, ExitCode code,
+             const std::function<void(std::span<const unsigned char>)>& take) {
+  ByteVector piece(kPieceBytes);
+  for (;;) {
+    const auto got = read(file.get(), piece.data(), static_cast<unsigned int>(piece.size()));
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) throw ToolError(code, "cannot read " + name + ": " + std::strerror(errno));
+    if (got == 0) return;
+    take(std::span(piece).first(static_cast<std::size_t>(got)));
+  }
+}
+
 }  // namespace
 
+std::vector<unsigned char> readBytes(const std::filesystem::path& name, Dash dash, ExitCode code) {
+  const bool isStream = dash == Dash::AStandardStream && name == "-";
+  const Descriptor file(isStream ? openStandardInput() : openToRead(name));
+  const std::string shown = isStream ? "standard input" : name.string();
+  if (!file) throw ToolError(code, "cannot open " + shown + ": " + std::strerror(errno));
+  std::vector<unsigned char> bytes;
+  readAll(file, shown, code, [&](std::span<const unsigned char> piece) {
+    if (piece.size() > kMostBytes - bytes.size()) throw ToolError(code, shown + " is too large");
+    bytes.insert(bytes.end(), piece.begin(), piece.end());
+  });
+  return bytes;
+}
+
 std::string readTextFile(const std::filesystem::path& file) {
-  const std::int64_t size = Utility::fileSize(file.string());
-  if (size < 0) throw ToolError(ExitCode::File, "cannot open " + file.string());
-  std::string text(static_cast<std::size_t>(size), '\0');
-  Utility::readAllFile(file.string(), text.data(), text.size());
-  return text;
+  const std::vector<unsigned char> bytes = readBytes(file);
+  return {bytes.begin(), bytes.end()};
 }
 
-void readInPieces(const std::filesystem::path& file,
+std::string reasonNotRead(const std::filesystem::path& file) {
+  const Descriptor opened(openToRead(file));
+  char first = 0;
+  if (opened && read(opened.get(), &first, 1) >= 0) return {};
+  return std::string(": ") + std::strerror(errno);
+}
+
+void readInPieces(const std::filesystem::path& name,
                   const std::function<void(std::span<const unsigned char>)>& take) {
-  std::ifstream source(file, std::ios::binary);
-  if (!source) throw ToolError(ExitCode::File, "cannot open " + file.string());
-  ByteVector piece(kPieceBytes);
-  while (source) {
-    source.read(reinterpret_cast<char*>(piece.data()), static_cast<std::streamsize>(piece.size()));
-    take(std::span(piece).first(static_cast<std::size_t>(source.gcount())));
+  const Descriptor file(openToRead(name));
+  if (!file) {
+    throw ToolError(ExitCode::File, "cannot open " + name.string() + ": " + std::strerror(errno));
   }
-  if (source.bad()) throw ToolError(ExitCode::File, "cannot read " + file.string());
+  readAll(file, name.string(), ExitCode::File, take);
 }
 
-PendingFile::PendingFile(const std::filesystem::path& place)
-    : target(withoutLink(place)), temporary(temporaryName(target)) {
+PendingFile::PendingFile(const std::filesystem::path& place, Dash dash) {
+  if (dash == Dash::AStandardStream && place == "-") {
+    target = "standard output";
+    file.hold(openStandardOutput());
+  } else {
+    target = withoutLink(place);
+    open();
+  }
+  if (!file) fail(std::strerror(errno));
+}
+
+void PendingFile::open() {
   // Renaming onto a folder would fail only after all the work.
   std::error_code none;
   if (std::filesystem::is_directory(target, none)) fail("it is a folder");
+  temporary = temporaryName(target);
   if (!temporary.empty()) unfinished.emplace(temporary.c_str());
   file.hold(temporary.empty() ? openToWrite(target, Existing::Emptied, Readers::Any)
                               : openToWrite(temporary, Existing::Refused, Readers::Any));
-  if (!file) fail("its folder does not take a new file");
 }
 
 PendingFile::~PendingFile() {

@@ -8,14 +8,25 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "descriptor.h"
+#include "exit_codes.h"
 #include "unfinished_files.h"
 
 namespace OMB::tool {
 
-/// Everything that the file holds. Throws ToolError if it cannot be opened.
+/// What the name "-" stands for.
+enum class Dash { AFile, AStandardStream };
+
+/// Everything that the file holds. Throws ToolError with `code` if it cannot be read to its end,
+/// or holds more than a gibibyte.
+std::vector<unsigned char> readBytes(const std::filesystem::path& file, Dash dash = Dash::AFile,
+                                     ExitCode code = ExitCode::File);
 std::string readTextFile(const std::filesystem::path& file);
+
+/// Why the file cannot be read, in the system's words behind a colon; empty if it can.
+std::string reasonNotRead(const std::filesystem::path& file);
 
 /// Gives all that the file holds, in its order; a piece stays as it is during its call. Throws
 /// ToolError if it cannot be read to its end.
@@ -28,7 +39,7 @@ void readInPieces(const std::filesystem::path& file,
 /// a ToolError.
 class PendingFile {
  public:
-  explicit PendingFile(const std::filesystem::path& place);
+  explicit PendingFile(const std::filesystem::path& place, Dash dash = Dash::AFile);
   /// Removes what was not committed.
   ~PendingFile();
   PendingFile(const PendingFile&) = delete;
@@ -45,6 +56,7 @@ class PendingFile {
   const std::filesystem::path& place() const { return target; }
 
  private:
+  void open();
   [[noreturn]] void fail(const std::string& reason) const;
 
   std::filesystem::path target;

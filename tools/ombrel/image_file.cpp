@@ -5,10 +5,15 @@
 #include <limits>
 #include <memory>
 #include <new>
+#include <string>
+#include <utility>
 
 #include <stb/stb_image.h>
 #include <stb/stb_image_resize.h>
 
+#include "exif_orientation.h"
+#include "files.h"
+#include "image_format.h"
 #include "tool_error.h"
 
 namespace OMB::tool {
@@ -64,6 +69,15 @@ bool takeNumber(std::string_view& text, std::int32_t& number) {
   return true;
 }
 
+[[noreturn]] void failDecoding(const std::filesystem::path& file,
+                               const std::vector<unsigned char>& bytes) {
+  const char* const format = foreignFormat(bytes);
+  const std::string reason = format == nullptr ? std::string(stbi_failure_reason())
+                                               : std::string("it is ") + format +
+                                                     "; PNG, JPEG and PPM of bytes (P6) are taken";
+  throw ToolError(ExitCode::Image, "cannot read image " + file.string() + ": " + reason);
+}
+
 }  // namespace
 
 bool parseSize(std::string_view text, ImageSize& size) {
@@ -78,14 +92,14 @@ bool parseSize(std::string_view text, ImageSize& size) {
 Image readImage(const std::filesystem::path& file) {
   ImageSize size;
   int fileChannels = 0;
+  const std::vector<unsigned char> bytes = readBytes(file, Dash::AStandardStream, ExitCode::Image);
   const std::unique_ptr<stbi_uc, void (*)(void*)> samples(
-      stbi_load(file.string().c_str(), &size.width, &size.height, &fileChannels, imageChannels),
+      stbi_load_from_memory(bytes.data(), static_cast<int>(bytes.size()), &size.width, &size.height,
+                            &fileChannels, imageChannels),
       stbi_image_free);
-  if (!samples) {
-    throw ToolError(ExitCode::Image,
-                    "cannot read image " + file.string() + ": " + stbi_failure_reason());
-  }
-  return {size, {samples.get(), samples.get() + sampleCount(size)}};
+  if (!samples) failDecoding(file, bytes);
+  Image stored{size, {samples.get(), samples.get() + sampleCount(size)}};
+  return turnUpright(std::move(stored), exifOrientation(bytes));
 }
 
 Image fitImage(const Image& image, ImageSize size) {

@@ -35,7 +35,8 @@ inline std::size_t sampleCount(ImageSize size) {
          static_cast<std::size_t>(size.height);
 }
 
-/// Decodes a PNG, JPEG or PPM file. Throws ToolError.
+/// Decodes a PNG, JPEG or PPM file, and turns a photo as its Exif segment wants; "-" is standard
+/// input. Throws ToolError.
 Image readImage(const std::filesystem::path& file);
 
 /// The largest middle part of `image` with the proportions of `size`, resized to `size`. A part

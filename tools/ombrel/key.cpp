@@ -45,7 +45,9 @@ std::size_t readAll(const Descriptor& file, std::span<unsigned char> buffer,
     const auto got =
         read(file.get(), buffer.data() + done, static_cast<unsigned int>(buffer.size() - done));
     if (got < 0 && errno == EINTR) continue;
-    if (got < 0) throw ToolError(ExitCode::File, "cannot read the key from " + name);
+    if (got < 0)
+      throw ToolError(ExitCode::File,
+                      "cannot read the key from " + name + ": " + std::strerror(errno));
     if (got == 0) break;
     done += static_cast<std::size_t>(got);
   }
@@ -77,7 +79,8 @@ ByteVector readKeyFile(const std::filesystem::path& place, std::size_t size) {
   const bool standardInput = place == "-";
   const std::string name = standardInput ? "standard input" : place.string();
   const Descriptor file(standardInput ? dup(STDIN_FILENO) : openToRead(place));
-  if (!file) throw ToolError(ExitCode::File, "cannot open the key in " + name);
+  if (!file)
+    throw ToolError(ExitCode::File, "cannot open the key in " + name + ": " + std::strerror(errno));
   if (!standardInput) requirePrivate(file, name);
   ByteVector text(2 * size + 3);  // the end of a line, and one character to tell a longer one by
   text.resize(readAll(file, text, name));

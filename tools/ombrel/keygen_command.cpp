@@ -41,9 +41,10 @@ void writeNew(const std::filesystem::path& place, const ByteVector& line, Reader
   const bool written = write(file.get(), line.data(), static_cast<unsigned int>(size)) == size &&
                        sync(file.get()) && file.close();
   if (!written) {
+    const std::string reason = std::strerror(errno);
     std::error_code ignored;
     std::filesystem::remove(place, ignored);  // half a key is none
-    throw ToolError(ExitCode::File, "cannot write " + place.string());
+    throw ToolError(ExitCode::File, "cannot write " + place.string() + ": " + reason);
   }
   syncFolderOf(place);
 }

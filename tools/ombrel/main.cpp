@@ -1,10 +1,13 @@
 // The command line of ombrel.
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <exception>
 #include <filesystem>
 #include <functional>
 #include <map>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -26,10 +29,12 @@ inline bool lexical_cast(const std::string& text, std::filesystem::path& path) {
 #include "check_command.h"
 #include "digest_command.h"
 #include "exit_codes.h"
+#include "info_command.h"
 #include "key.h"
 #include "keygen_command.h"
 #include "run_command.h"
 #include "seal_command.h"
+#include "system_calls.h"
 #include "tool_error.h"
 #include "verify_command.h"
 
@@ -89,8 +94,9 @@ void addKeyOptions(CLI::App& app, KeySource& source) {
 }
 
 void addPackageOptions(CLI::App& app, PackageOptions& options) {
-  app.add_option("--plugin", options.manifest,
-                 "manifest of the plug-in; " + options.manifest.string() + " unless given")
+  app.add_option(
+         "--plugin", options.manifest,
+         "manifest of the plug-in; ../lib/ombrel/openvino.json from this program unless given")
       ->type_name("MANIFEST");
   CLI::Option* const trust =
       app.add_option("--trust", options.trust,
@@ -121,11 +127,10 @@ void addModelOptions(CLI::App& app, ModelOptions& options, KeySource& key) {
   addKeyOptions(app, key);
 }
 
-void addInputOptions(CLI::App& app, ImageSize& size, InputForm& form) {
+void addInputOptions(CLI::App& app, std::optional<ImageSize>& size, InputForm& form) {
   addParsed<ImageSize>(
       app, "--size", parseSize, [&size](ImageSize value) { size = value; },
-      "width and height of the network's input", "WxH")
-      ->required();
+      "width and height of the network's input; the model's own unless given", "WxH");
   addParsed<InputForm>(
       app, "--as", parseInputForm, [&form](InputForm value) { form = value; },
       "form in which the image is handed over; u8-hwc unless given", inputFormNames);
@@ -145,7 +150,9 @@ void addFenceOptions(CLI::App& app, RunOptions& options) {
 
 Command addRun(CLI::App& app, RunOptions& options, KeySource& key) {
   addModelOptions(app, options.question.model, key);
-  app.add_option("IMAGE", options.images, "PNG, JPEG or PPM files")->required()->type_name("");
+  app.add_option("IMAGE", options.images, "PNG, JPEG or PPM files; - is standard input")
+      ->required()
+      ->type_name("");
   addInputOptions(app, options.question.size, options.question.form);
   addFenceOptions(app, options);
   app.add_option("--labels", options.labels, "names of the classes, one a line")->type_name("FILE");
@@ -153,13 +160,17 @@ Command addRun(CLI::App& app, RunOptions& options, KeySource& key) {
       ->type_name("N");
   app.add_option("--raw", options.rawOutput,
                  "write the output of all images, 32-bit floats, one image after another; classes "
-                 "are then shown only with --labels or --top")
+                 "are then shown only with --labels or --top; - is standard output")
       ->type_name("FILE");
+  app.add_flag("--json", options.json, "print the answers as JSON");
   app.footer(
       "The time shown is that of one run after one to warm up, with the conversion of the "
       "image.\n\n" +
       exitCodeTable());
   return [&] {
+    if (key.file == "-" && std::ranges::count(options.images, "-") > 0) {
+      throw ToolError(ExitCode::Usage, "standard input cannot be both the key and an image");
+    }
     options.question.model.key = fetchKey(key);
     return runCommand(options);
   };
@@ -175,10 +186,21 @@ Command addBench(CLI::App& app, BenchOptions& options, KeySource& key) {
   app.add_option("--seconds", options.seconds, "how long to measure; 5 unless given")
       ->check(inRange(0.001, 86400.0))
       ->type_name("S");
-  app.add_option("--json", options.jsonFile, "write the figures as JSON, too")->type_name("FILE");
+  app.add_option("--json", options.jsonFile,
+                 "write the figures as JSON, too; - is standard output, in the place of the text")
+      ->type_name("FILE");
   return [&] {
     options.model.key = fetchKey(key);
     return benchCommand(options);
+  };
+}
+
+Command addInfo(CLI::App& app, InfoOptions& options, KeySource& key) {
+  addModelOptions(app, options.model, key);
+  app.add_flag("--json", options.json, "print it as JSON");
+  return [&] {
+    options.model.key = fetchKey(key);
+    return infoCommand(options);
   };
 }
 
@@ -273,8 +295,9 @@ Command addDigest(CLI::App& app, DigestOptions& options, KeySource&) {
   return [&options] { return digestCommand(options); };
 }
 
-Command addCheck(CLI::App& app, PackageOptions& options, KeySource&) {
-  addPackageOptions(app, options);
+Command addCheck(CLI::App& app, CheckOptions& options, KeySource&) {
+  addPackageOptions(app, options.package);
+  app.add_flag("--json", options.json, "print what was tested as JSON");
   return [&options] { return checkCommand(options); };
 }
 
@@ -285,9 +308,10 @@ class CommandLine {
     app.allow_windows_style_options(false);  // a slash begins a path
     app.require_subcommand(1);
     app.footer(exitCodeTable());
-    app.set_version_flag("--version", "ombrel " OMBREL_VERSION);
+    app.set_version_flag("--version", "ombrel " OMBREL_VERSION "\n" OMBREL_SECRETS);
     add("run", "Run a network on images and show the best classes", addRun, runOptions);
     add("bench", "Measure how fast a network runs", addBench, benchOptions);
+    add("info", "Tell what a network takes and gives", addInfo, infoOptions);
     add("seal", "Encrypt a model pair, and make its tags", addSeal, sealOptions);
     add("verify", "Prove a model pair by its tags, without loading it", addVerify, verifyOptions);
     add("authenticate", "Make the tags of a model pair in the clear", addAuthenticate,
@@ -301,6 +325,7 @@ class CommandLine {
 
   /// Parses and does what is asked for.
   ExitCode run(int count, char** arguments) {
+    if (count > 1) requireCommand(arguments[1]);
     app.parse(count, arguments);
     return commands.at(app.get_subcommands().front())();
   }
@@ -309,6 +334,13 @@ class CommandLine {
   void show(const CLI::ParseError& request) { app.exit(request); }
 
  private:
+  /// The parser would say that a command is missing.
+  void requireCommand(const std::string& name) const {
+    const auto isNamed = [&](const auto& command) { return command.first->get_name() == name; };
+    if (name.starts_with('-') || std::ranges::any_of(commands, isNamed)) return;
+    throw CLI::ParseError("there is no command " + name, CLI::ExitCodes::ExtrasError);
+  }
+
   template <typename Options>
   void add(const char* name, const char* help, Command (*wire)(CLI::App&, Options&, KeySource&),
            Options& options) {
@@ -320,13 +352,14 @@ class CommandLine {
   std::map<CLI::App*, Command> commands;
   RunOptions runOptions;
   BenchOptions benchOptions;
+  InfoOptions infoOptions;
   SealOptions sealOptions;
   VerifyOptions verifyOptions;
   AuthenticateOptions authenticateOptions;
   KeySource key;
   KeygenOptions keygenOptions;
   DigestOptions digestOptions;
-  PackageOptions checkOptions;
+  CheckOptions checkOptions;
 };
 
 /// Texts of the engine come in several lines; an error is one.
@@ -342,6 +375,15 @@ ExitCode fail(ExitCode code, const std::string& message) {
   std::fflush(stdout);
   std::fprintf(stderr, "ombrel: %s\n", onOneLine(message).c_str());
   return code;
+}
+
+/// What was printed may not have arrived, as on a disk that is full.
+ExitCode finishOutput(ExitCode code) {
+  errno = 0;
+  const bool arrived = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+  if (arrived || code != ExitCode::Success) return code;
+  const std::string reason = errno == 0 ? "" : std::string(": ") + std::strerror(errno);
+  return fail(ExitCode::File, "cannot write standard output" + reason);
 }
 
 ExitCode runCommandLine(std::span<char*> words) {
@@ -365,8 +407,9 @@ ExitCode runCommandLine(std::span<char*> words) {
 int main(int count, char** arguments) {
   using namespace OMB::tool;
   try {
+    guardStandardStreams();
     Arguments words(count, arguments);
-    return static_cast<int>(runCommandLine(words.get()));
+    return static_cast<int>(finishOutput(runCommandLine(words.get())));
   } catch (const std::exception& error) {
     return static_cast<int>(fail(ExitCode::Failure, error.what()));
   }

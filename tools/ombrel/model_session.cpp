@@ -1,6 +1,7 @@
 #include "model_session.h"
 
 #include <exception>
+#include <fstream>
 #include <new>
 #include <utility>
 
@@ -11,6 +12,7 @@
 #include "ombrel/plugin/return_codes.h"
 
 #include "build_constants.h"
+#include "files.h"
 #include "system_calls.h"
 #include "tool_error.h"
 
@@ -23,7 +25,8 @@ Config makeConfig(const ModelOptions& options, const std::filesystem::path& fold
   Config config;
   const std::string file = options.configFile.string();
   if (!file.empty() && !config.Read(file.c_str())) {
-    throw ToolError(ExitCode::File, "cannot open configuration file " + file);
+    throw ToolError(ExitCode::File,
+                    "cannot open configuration file " + file + reasonNotRead(options.configFile));
   }
   if (options.threads) config.SetThreadCount(*options.threads);
   if (options.dataPath) config.SetDataPath(*options.dataPath);
@@ -44,6 +47,13 @@ std::vector<std::filesystem::path> filesOf(const PackageVerifier& package,
   return files;
 }
 
+/// Whether the text of a pair can be read as it is.
+bool isInTheClear(const std::string& base) {
+  std::string start(5, ' ');
+  std::ifstream(pathOf(base + ".xml"), std::ios::binary).read(start.data(), 5);
+  return start == "<?xml" || start.starts_with("<net");
+}
+
 /// Why the backend may have refused the pair. It tells no more than that it did.
 std::string whyNotLoaded(const std::string& base, const std::string& suffix, bool hasKey) {
   for (const std::string& file : {base + ".xml", base + ".bin"}) {
@@ -52,10 +62,12 @@ std::string whyNotLoaded(const std::string& base, const std::string& suffix, boo
     return file + " is missing or empty" +
            (hasSuffix ? "; name the model without " + suffix : std::string());
   }
+  if (hasKey && isInTheClear(base)) return "it is in the clear; leave the key out";
   // The backend has said on standard error what it found.
   const bool hasTags = Utility::fileSize(base + kTagsSuffix) >= 0;
-  if (hasKey && (hasTags || authenticationRequired))
+  if (hasKey && (hasTags || authenticationRequired)) {
     return "it was refused, as the line above says";
+  }
   return hasKey ? "the engine refuses it; the key may be the wrong one"
                 : "the engine refuses it; if it is sealed, it needs its key";
 }

@@ -44,6 +44,9 @@ class ModelSession {
   /// A runner that is ready. Throws ToolError. One call at a time.
   std::unique_ptr<INNRunner> createRunner() const;
 
+  /// The model itself, which ends with the session.
+  INNModel& get() const { return *model; }
+
   /// Number of elements that a run puts out.
   std::size_t outputSize() const;
 

@@ -8,6 +8,7 @@
 
 #include "ombrel/plugin/return_codes.h"
 
+#include "files.h"
 #include "key.h"
 #include "system_calls.h"
 #include "tool_error.h"
@@ -67,7 +68,7 @@ std::filesystem::path defaultManifest() {
 Manifest loadManifest(const PackageOptions& options) {
   const std::string file = options.manifest.string();
   if (!std::filesystem::exists(options.manifest)) {
-    throw ToolError(ExitCode::File, "cannot open " + file);
+    throw ToolError(ExitCode::File, "cannot open " + file + reasonNotRead(options.manifest));
   }
   try {
     if (options.trust.empty()) return readManifest(file);

@@ -13,10 +13,11 @@ namespace OMB::tool {
 
 struct RunOptions {
   Question question;
-  std::vector<std::filesystem::path> images;
-  std::filesystem::path labels;     ///< empty: none
-  std::filesystem::path rawOutput;  ///< empty: none
+  std::vector<std::filesystem::path> images;  ///< "-" is standard input
+  std::filesystem::path labels;               ///< empty: none
+  std::filesystem::path rawOutput;  ///< empty: none; "-": in the place of all that is printed
   std::optional<std::size_t> top;   ///< how many classes are printed
+  bool json = false;                ///< instead of lines
   bool fenced = false;              ///< see makeFencedAnswers
   double fenceLimit = 60;           ///< in seconds
 };

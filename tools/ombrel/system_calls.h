@@ -19,6 +19,12 @@ enum class Readers { Any, Owner };         ///< who may read a new file, where t
 [[nodiscard]] int openToRead(const std::filesystem::path& file);
 [[nodiscard]] int openToWrite(const std::filesystem::path& file, Existing existing,
                               Readers readers);
+/// The same for the program's own input and output.
+[[nodiscard]] int openStandardInput();
+[[nodiscard]] int openStandardOutput();
+/// From now on a pipe whose reader has gone fails like any other file, and ends nobody; and a
+/// standard stream that is closed fails, where a file could have got its number and its bytes.
+void guardStandardStreams();
 /// Whether all that was written is on the disk now.
 [[nodiscard]] bool sync(int file);
 /// Takes the place of what was there, or sets errno.

@@ -66,21 +66,21 @@ void tellFailure(ExitCode code, const std::string& text) {
        std::as_bytes(std::span(text)).first(std::min(text.size(), kMostText)));
 }
 
-void answerAll(Question& question, const std::vector<Image>& images) {
+void answerAll(Question& question, const ImagesOfSize& read) {
   question.model.beforeModel = [](const auto& readable) { closeFence(readable); };
-  OwnAnswers answers(question, images);
+  OwnAnswers answers(question, read);
   const std::uint64_t size = answers.outputSize();
   tell(kPipe, Told::OutputSize, bytesOf(size), {});
-  for (std::size_t i = 0; i < images.size(); ++i) {
+  for (std::size_t i = 0; i < answers.imageCount(); ++i) {
     const Answer answer = answers.next();
     tell(kPipe, Told::Answer, bytesOf(answer.milliseconds), std::as_bytes(answer.values));
   }
 }
 
 // Nothing passes out of here into the program's own frames.
-[[noreturn]] void serve(Question& question, const std::vector<Image>& images) noexcept {
+[[noreturn]] void serve(Question& question, const ImagesOfSize& read) noexcept {
   try {
-    answerAll(question, images);
+    answerAll(question, read);
   } catch (const ToolError& error) {
     tellFailure(error.code, error.what());
   } catch (const std::exception& error) {
@@ -93,7 +93,7 @@ void answerAll(Question& question, const std::vector<Image>& images) {
 
 class FencedAnswers final : public Answers {
  public:
-  FencedAnswers(Question& question, const std::vector<Image>& images, double seconds);
+  FencedAnswers(Question& question, const ImagesOfSize& read, double seconds);
   ~FencedAnswers() override;
 
   std::size_t outputSize() override { return size; }
@@ -101,7 +101,7 @@ class FencedAnswers final : public Answers {
 
  private:
   explicit FencedAnswers(double seconds) : limit(seconds) { requireFences(); }
-  void start(Question& question, const std::vector<Image>& images);
+  void start(Question& question, const ImagesOfSize& read);
   std::vector<std::byte> expect(Told kind, std::size_t bytes);
   [[noreturn]] void failAsTold(const std::vector<std::byte>& failure) const;
   [[noreturn]] void failAsEnded();
@@ -114,9 +114,9 @@ class FencedAnswers final : public Answers {
   std::vector<float> values;
 };
 
-FencedAnswers::FencedAnswers(Question& question, const std::vector<Image>& images, double seconds)
+FencedAnswers::FencedAnswers(Question& question, const ImagesOfSize& read, double seconds)
     : FencedAnswers(seconds) {  // so that what is started here is ended by the destructor
-  start(question, images);
+  start(question, read);
   question.model.key.clear();
   std::uint64_t told = 0;
   std::memcpy(&told, expect(Told::OutputSize, sizeof(told)).data(), sizeof(told));
@@ -127,7 +127,7 @@ FencedAnswers::~FencedAnswers() {
   (void)end();
 }
 
-void FencedAnswers::start(Question& question, const std::vector<Image>& images) {
+void FencedAnswers::start(Question& question, const ImagesOfSize& read) {
   int ends[2];
   log.hold(memfd_create("ombrel-log", MFD_CLOEXEC));
   if (!log || pipe2(ends, O_CLOEXEC) != 0) throw ToolError(ExitCode::Failure, "no pipe");
@@ -139,7 +139,7 @@ void FencedAnswers::start(Question& question, const std::vector<Image>& images) 
   if (process < 0) throw ToolError(ExitCode::Failure, "no process for the fence");
   if (process > 0) return;
   leaveParent(parent, otherEnd.get(), log.get());
-  serve(question, images);
+  serve(question, read);
 }
 
 /// The status of the process, which has ended then.
@@ -206,9 +206,9 @@ Answer FencedAnswers::next() {
 
 }  // namespace
 
-std::unique_ptr<Answers> makeFencedAnswers(Question& question, const std::vector<Image>& images,
+std::unique_ptr<Answers> makeFencedAnswers(Question& question, const ImagesOfSize& read,
                                            double limit) {
-  return std::make_unique<FencedAnswers>(question, images, limit);
+  return std::make_unique<FencedAnswers>(question, read, limit);
 }
 
 }  // namespace OMB::tool

@@ -1,5 +1,6 @@
 #include "system_calls.h"
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
@@ -20,6 +21,23 @@ int openToWrite(const std::filesystem::path& file, Existing existing, Readers re
   const int treated = existing == Existing::Emptied ? O_TRUNC : O_EXCL;
   const mode_t rights = readers == Readers::Any ? 0666 : 0600;
   return open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | treated, rights);
+}
+
+int openStandardInput() {
+  return fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0);
+}
+
+int openStandardOutput() {
+  return fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0);
+}
+
+void guardStandardStreams() {
+  (void)std::signal(SIGPIPE, SIG_IGN);
+  int free = 0;
+  do {
+    free = open("/dev/null", O_RDONLY | O_CLOEXEC);  // which takes nothing that is written
+  } while (free >= 0 && free <= STDERR_FILENO);
+  if (free >= 0) (void)close(free);
 }
 
 bool sync(int file) {

@@ -4,8 +4,8 @@
 
 namespace OMB::tool {
 
-std::unique_ptr<Answers> makeFencedAnswers(Question& /*question*/,
-                                           const std::vector<Image>& /*images*/, double /*limit*/) {
+std::unique_ptr<Answers> makeFencedAnswers(Question& /*question*/, const ImagesOfSize& /*read*/,
+                                           double /*limit*/) {
   throw ToolError(ExitCode::Usage, "--fenced is not there on Windows");
 }
 

@@ -1,6 +1,7 @@
 #include "system_calls.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <io.h>
@@ -43,6 +44,27 @@ int openToWrite(const std::filesystem::path& file, Existing existing, Readers /*
   errno = errorOf(GetLastError());
   return -1;
 }
+
+namespace {
+
+// Bytes as they are, for the copy and for what it is a copy of.
+int openStandard(std::FILE* stream) {
+  const int number = _fileno(stream);
+  return _setmode(number, _O_BINARY) < 0 ? -1 : _dup(number);
+}
+
+}  // namespace
+
+int openStandardInput() {
+  return openStandard(stdin);
+}
+
+int openStandardOutput() {
+  return openStandard(stdout);
+}
+
+// Pipes never end a program here, and the numbers stay with the streams.
+void guardStandardStreams() {}
 
 bool sync(int file) {
   return _commit(file) == 0;
