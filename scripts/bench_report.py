@@ -97,6 +97,7 @@ PAIRS = (
     ("authenticate/", "adds <= 1.2x GMAC, peak as without",
      lambda c: c["ours_s"] - c["peer_s"] <= 1.2 * c["limit_s"] and c["ours_peak_MiB"] <= c["peer_peak_MiB"] + 2),
     ("create_runner/", "time <= 1.1x", lambda c: c["ratio"] <= 1.1),
+    ("first_answer/", "time <= 0.9x", lambda c: c["ratio"] <= 0.9),
     ("create_sibling/", "under 1 ms", lambda c: c["ours_s"] < 1e-3),
     ("run_filled/classifier", "within 1 %", lambda c: c["ratio_low"] <= 1.01),
     ("run_filled/one_node", "less than 1 us more", lambda c: c["ours_s"] - c["peer_s"] < 1e-6),

@@ -8,6 +8,7 @@
 #include <openvino/openvino.hpp>
 
 #include "ombrel/image/transform_image.h"
+#include "ombrel/model/nn_compilation.h"
 
 #include "backend_fixture.h"
 #include "build_constants.h"
@@ -93,6 +94,12 @@ TEST_P(Demo, GivesTheEnginesOwnBytesClearAndSealed) {
   const auto opened = load(sealed, key);
   ASSERT_TRUE(opened->IsLoaded());
   compareAll(*opened);
+  auto& compilation = dynamic_cast<INNCompilation&>(*model);
+  const std::string stored = folder / "stored";
+  ASSERT_TRUE(compilation.StoreCompilation(stored.c_str(), key.data(), 16));
+  ASSERT_TRUE(compilation.UseCompilation(stored.c_str(), key.data(), 16));
+  compareAll(*model);
+  EXPECT_EQ(compilation.GetRefusedCompilations(), 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Networks, Demo, testing::ValuesIn(kNetworks), [](const auto& network) {

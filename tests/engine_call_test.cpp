@@ -25,7 +25,7 @@ struct EngineScript {
   std::size_t inputs = 1, outputs = 1;
 
   std::map<std::string, int> uses = {};
-  std::string compiledFor = {}, settings = {};
+  std::string compiledFor = {}, settings = {}, importSettings = {};
   std::vector<std::int64_t> reshaped = {};
   ov_element_type_e inputType = U8, outputType = F16;
   bool planar = false;  ///< the layout that was made last
@@ -103,6 +103,8 @@ MAKES(ov_preprocess_output_info_get_tensor_info, ov_preprocess_output_tensor_inf
 MAKES(ov_preprocess_prepostprocessor_build, ov_model_t, const ov_preprocess_prepostprocessor_t*)
 ANSWERS(ov_preprocess_input_tensor_info_set_layout, ov_preprocess_input_tensor_info_t*,
         ov_layout_t*)
+MAKES(ov_core_import_model, ov_compiled_model_t, const ov_core_t*, const char*, size_t, const char*)
+ANSWERS(ov_compiled_model_export_model, const ov_compiled_model_t*, const char*)
 ANSWERS(ov_infer_request_infer, ov_infer_request_t*)
 ANSWERS(ov_infer_request_start_async, ov_infer_request_t*)
 ANSWERS(ov_infer_request_wait, ov_infer_request_t*)
@@ -195,17 +197,40 @@ ov_status_e ov_preprocess_output_set_element_type(ov_preprocess_output_tensor_in
   engine.outputType = type;
   return answer("ov_preprocess_output_set_element_type");
 }
+void note(std::string& settings, size_t count, const ov_property_t* properties) {
+  settings.clear();
+  for (size_t i = 0; i < count; ++i) {
+    settings +=
+        std::string(properties[i].key) + "=" + static_cast<const char*>(properties[i].value) + " ";
+  }
+}
 ov_status_e ov_core_compile_model_props(const ov_core_t*, const ov_model_t*, const char* device,
                                         size_t count, const ov_property_t* properties,
                                         ov_compiled_model_t** made) {
   const OMB::test::Spared spared;
   engine.compiledFor = device;
-  engine.settings.clear();
-  for (size_t i = 0; i < count; ++i) {
-    engine.settings +=
-        std::string(properties[i].key) + "=" + static_cast<const char*>(properties[i].value) + " ";
-  }
+  note(engine.settings, count, properties);
   return make("ov_core_compile_model_props", made);
+}
+ov_status_e ov_core_set_properties(const ov_core_t*, const char* device, size_t count,
+                                   const ov_property_t* properties) {
+  const OMB::test::Spared spared;
+  note(engine.importSettings, count, properties);
+  engine.importSettings += device;
+  return answer("ov_core_set_properties");
+}
+ov_status_e ov_core_get_property(const ov_core_t*, const char*, const char* key, char** value) {
+  const ov_status_e status = answer("ov_core_get_property");
+  if (status == OK) *value = const_cast<char*>(given(key));
+  return status;
+}
+ov_status_e ov_get_openvino_version(ov_version_t* version) {
+  const ov_status_e status = answer("ov_get_openvino_version");
+  if (status == OK) version->buildNumber = given("build");
+  return status;
+}
+void ov_version_free(ov_version_t* version) {
+  ov_free(version->buildNumber);
 }
 ov_status_e ov_tensor_data(const ov_tensor_t*, void** data) {
   *data = memory;
@@ -255,8 +280,15 @@ IE::CNNNetwork readAndSet(IE::Core& core) {
 }
 
 IE::InferRequest requestOf(IE::Core& core, const IE::CNNNetwork& network) {
+  const std::map<std::string, std::string> config = {{"CPU_THREADS_NUM", "3"}};
   core.RegisterPlugin("MKLDNNPlugin", "THE_DEVICE");
-  return core.LoadNetwork(network, "THE_DEVICE", {{"CPU_THREADS_NUM", "3"}}).CreateInferRequest();
+  const IE::ExecutableNetwork loaded = core.LoadNetwork(network, "THE_DEVICE", config);
+  loaded.Export("a file");
+  const std::string description = core.Describe("THE_DEVICE", config);
+  EXPECT_EQ(description.find("build\nFULL_DEVICE_NAME\nOPTIMIZATION_CAPABILITIES\nINFERENCE_"), 0U);
+  const auto exported = std::make_shared<IE::Blob>(memory, sizeof(memory), nullptr);
+  core.ImportNetwork(network, exported, "THE_DEVICE", config).CreateInferRequest().Infer();
+  return loaded.CreateInferRequest();
 }
 
 /// All that the backend does, from the list to the output. The request outlives all others.
@@ -301,11 +333,12 @@ TEST_F(EngineCall, PassesWhatWasSet) {
   road();
   EXPECT_EQ(engine.compiledFor, "CPU");
   EXPECT_THAT(engine.settings, testing::HasSubstr("INFERENCE_NUM_THREADS=3 "));
+  EXPECT_EQ(engine.importSettings, engine.settings + "CPU");
   EXPECT_EQ(engine.reshaped, (std::vector<std::int64_t>{1, 1, 2, 3}));
   EXPECT_EQ(engine.inputType, F32);
   EXPECT_EQ(engine.outputType, F32);
   EXPECT_EQ(engine.uses["ov_preprocess_input_tensor_info_set_layout"], 1);
-  EXPECT_EQ(engine.uses["ov_infer_request_infer"], 1);
+  EXPECT_EQ(engine.uses["ov_infer_request_infer"], 2);
 }
 
 TEST_F(EngineCall, ThatFailsRaisesWhatTheEngineSays) {

@@ -3,6 +3,7 @@
 // program.
 #pragma once
 
+#include <fstream>
 #include <functional>
 #include <map>
 #include <string>
@@ -15,6 +16,7 @@ struct EngineScript {
   std::string failing = {};            ///< a call and which use of it, as in "GetBlob 2"
   std::function<void()> failure = {};  ///< what that call does: it throws
   bool emptyExecutable = false;        ///< LoadNetwork gives an executable network that is empty
+  std::string description = "build 1";
 
   std::map<std::string, int> uses = {};  ///< of each call so far
   std::string text = {}, weights = {};   ///< what was read last
@@ -73,6 +75,21 @@ ExecutableNetwork Core::LoadNetwork(const CNNNetwork& network, const std::string
   ExecutableNetwork loaded;
   if (!engine.emptyExecutable) loaded.impl = std::make_shared<ExecutableNetwork::Impl>();
   return loaded;
+}
+ExecutableNetwork Core::ImportNetwork(const CNNNetwork& network, const Blob::Ptr& /*compilation*/,
+                                      const std::string& device,
+                                      const std::map<std::string, std::string>& config) {
+  const Use use("ImportNetwork");
+  return LoadNetwork(network, device, config);
+}
+std::string Core::Describe(const std::string& /*device*/,
+                           const std::map<std::string, std::string>& /*config*/) const {
+  const Use use("Describe");
+  return engine.description;
+}
+void ExecutableNetwork::Export(const std::string& path) const {
+  const Use use("Export");
+  std::ofstream(path) << "a compilation";
 }
 void CNNNetwork::setBatchSize(std::size_t /*size*/) {
   const Use use("setBatchSize");

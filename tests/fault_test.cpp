@@ -203,6 +203,35 @@ TEST_F(Fault, OfTheEngineComesOutWhereItIsCaught) {
   EXPECT_FALSE(std::unique_ptr<INNRunner>(load()->CreateRunner())->IsReady());
 }
 
+TEST_F(Fault, OfTheEngineOnTheWayOfACompilationIsCompiledOrNotStored) {
+  const std::string file = folder.path("stored");
+  unsigned char key[16] = {};
+  const struct {
+    const char* failing;
+    const char* description;
+    bool stored, used;
+    int refused;
+  } cases[] = {{"", "build 1", true, true, 0},
+               {"Export 1", "build 1", false, false, 1},
+               {"LoadNetwork 1", "build 1", false, false, 1},
+               {"Describe 1", "build 1", false, false, 1},
+               {"Describe 2", "build 1", true, false, 1},
+               {"ImportNetwork 1", "build 1", true, true, 1},
+               {"", "build 2", true, false, 1}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::string(c.failing) + c.description);
+    std::filesystem::remove(file);
+    engine = {.failing = c.failing, .failure = [] { throw InferenceEngine::GeneralError("why"); }};
+    const std::unique_ptr<INNModel> model = load();
+    auto& compilation = dynamic_cast<INNCompilation&>(*model);
+    EXPECT_EQ(compilation.StoreCompilation(file.c_str(), key, 16), c.stored);
+    engine.description = c.description;
+    EXPECT_EQ(compilation.UseCompilation(file.c_str(), key, 16), c.used);
+    const std::unique_ptr<INNRunner> runner(model->CreateRunner());
+    EXPECT_EQ(compilation.GetRefusedCompilations(), c.refused);
+    run(*runner);
+  }
+}
 TEST_F(Fault, OfAFileBetweenItsSizeAndItsBytesGivesWhatWasRead) {
   const std::string nothing(16, '\0'), start = "01" + std::string(14, '\0');
   const struct {

@@ -11,6 +11,7 @@
 #include "ombrel/model/config.h"
 #include "ombrel/model/entry_points.h"
 #include "ombrel/model/model_buffers.h"
+#include "ombrel/model/nn_compilation.h"
 #include "ombrel/model/nn_description.h"
 #include "ombrel/model/nn_frontend.h"
 #include "ombrel/model/nn_model.h"

@@ -14,6 +14,7 @@
 #include "backend/authentication.h"
 #include "backend/first_entry.h"
 #include "backend/openvino_runner.h"
+#include "backend/stored_compilation.h"
 #include "backend/tensor_type.h"
 #include "build_constants.h"
 #include "platform/console.h"
@@ -28,9 +29,15 @@ constexpr char kText[] = ".xml";
 constexpr char kWeights[] = ".bin";
 
 // A length that the mask cannot serve gives no key at all, which AES refuses.
-ByteVector aesKey(const ModelParams& params) {
-  if (params.keySize < 0 || static_cast<std::size_t>(params.keySize) > sizeof(keyMask)) return {};
-  return Crypto::effectiveKey(params.key, params.keySize, keyMask);
+ByteVector aesKey(const unsigned char* key, int size) {
+  if (size < 0 || static_cast<std::size_t>(size) > sizeof(keyMask)) return {};
+  return Crypto::effectiveKey(key, size, keyMask);
+}
+
+// Of a stored compilation, which is never without one.
+ByteVector compilationKey(const unsigned char* key, int size) {
+  const bool whole = key != nullptr && size == static_cast<int>(sizeof(keyMask));
+  return whole ? aesKey(key, size) : ByteVector();
 }
 
 // In place. Whether that gave anything: a decryption that fails leaves nothing, or as much as there
@@ -82,7 +89,7 @@ void OpenVINOModel::ReadNetwork(const ModelParams& params, const std::string& pa
   readModelFile(path, kText, xmlData.data(), xmlData.size());
   readModelFile(path, kWeights, binData.data(), binData.size());
   if (params.key != nullptr) {
-    ByteVector key = aesKey(params);
+    ByteVector key = aesKey(params.key, params.keySize);
     requireAuthentic(params.path, xmlData, binData, key, authenticationRequired);
     const bool text = decrypt(xmlData, key), weights = decrypt(binData, key);
     // The engine does not look at weights that the network has no use for.
@@ -94,9 +101,10 @@ void OpenVINOModel::ReadNetwork(const ModelParams& params, const std::string& pa
   IE::Blob::Ptr blob = weightsBlob(std::move(binData));
   IE::Core core(config.GetDataPath() + kPluginList);
   IE::CNNNetwork read = core.ReadNetwork(xmlText, blob);
-  blob.reset();
   read.setBatchSize(1);
   network->network = read;
+  network->weights = std::move(blob);
+  network->textDigest = digestOf(xmlData);
   network->loaded = true;
 }
 
@@ -145,6 +153,26 @@ std::vector<NNTensorInfo> OpenVINOModel::GetOutputs() {
         {name, tensorType(output->getTensorDesc().getPrecision()), output->getDims()});
   }
   return outputs;
+}
+
+bool OpenVINOModel::StoreCompilation(const char* file, const unsigned char* key, int keySize) {
+  try {
+    return storeCompilation(file, compilationKey(key, keySize), *network, config);
+  } catch (const IE::InferenceEngineException&) {
+    return false;
+  }
+}
+
+bool OpenVINOModel::UseCompilation(const char* file, const unsigned char* key, int keySize) {
+  network->compilation.reset();
+  try {
+    network->compilation = readCompilation(file, compilationKey(key, keySize), *network, config);
+  } catch (const IE::InferenceEngineException&) {
+    // It stays null: not used.
+  }
+  const bool used = network->compilation != nullptr;
+  if (!used) ++network->refused;
+  return used;
 }
 
 }  // namespace OMB

@@ -5,14 +5,15 @@
 #include <vector>
 
 #include "ombrel/model/entry_points.h"
+#include "ombrel/model/nn_compilation.h"
 #include "ombrel/model/nn_description.h"
 
 #include "backend/openvino_network.h"
 
 namespace OMB {
 
-/// The backend's model. After construction the network is only read.
-class OpenVINOModel final : public INNModel, public INNDescription {
+/// The backend's model. After construction the network is only read, but by UseCompilation.
+class OpenVINOModel final : public INNModel, public INNDescription, public INNCompilation {
  public:
   /// Does the whole load. Nothing of a decrypted model ever reaches the disk.
   explicit OpenVINOModel(ModelParams params);
@@ -24,6 +25,9 @@ class OpenVINOModel final : public INNModel, public INNDescription {
   ImageUtils::ELayoutType GetLayout() override { return ImageUtils::ELayoutType::CHW; }
   std::vector<NNTensorInfo> GetInputs() override;
   std::vector<NNTensorInfo> GetOutputs() override;
+  bool StoreCompilation(const char* file, const unsigned char* key, int keySize) override;
+  bool UseCompilation(const char* file, const unsigned char* key, int keySize) override;
+  int GetRefusedCompilations() override { return network->refused; }
 
  private:
   bool LoadModel(const ModelParams& params);

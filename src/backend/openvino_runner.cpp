@@ -1,12 +1,12 @@
 #include "backend/openvino_runner.h"
 
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <optional>
 
 #include "ombrel/image/data_transformer.h"
 
+#include "backend/device.h"
 #include "backend/first_entry.h"
 #include "backend/tensor_type.h"
 
@@ -15,10 +15,6 @@ namespace {
 
 namespace IE = InferenceEngine;
 
-constexpr char kDevice[] = "OMBREL_CPU";
-constexpr char kEnginePlugin[] = "MKLDNNPlugin";
-constexpr char kThreads[] = "CPU_THREADS_NUM";
-
 NNTensor toTensor(const std::optional<IE::Memory>& memory) {
   if (!memory) return {};
   const auto& [blob, desc] = *memory;
@@ -26,25 +22,34 @@ NNTensor toTensor(const std::optional<IE::Memory>& memory) {
           desc.getDims()};
 }
 
+// Out of the compilation that there is, or by compiling.
+IE::ExecutableNetwork executableOf(const OpenVINONetwork& network, const Config& config) {
+  Device device(config);
+  if (network.compilation != nullptr) {
+    try {
+      return device.Import(network.network, network.compilation);
+    } catch (const IE::InferenceEngineException&) {
+      ++network.refused;
+    }
+  }
+  return device.Compile(network.network);
+}
+
 }  // namespace
 
 OpenVINORunner::OpenVINORunner(const OpenVINONetwork* network, Config config) {
   try {
-    Prepare(network->network, config);
+    Prepare(*network, config);
   } catch (...) {
     ready = false;  // the only sign: a host has to ask
   }
 }
 
-void OpenVINORunner::Prepare(const IE::CNNNetwork& network, const Config& config) {
-  IE::Core core(config.GetDataPath() + kPluginList);
-  core.RegisterPlugin(kEnginePlugin, kDevice);
-  const std::map<std::string, std::string> settings = {
-      {kThreads, std::to_string(config.GetThreadCount())}};
-  executableNetwork = core.LoadNetwork(network, kDevice, settings);
+void OpenVINORunner::Prepare(const OpenVINONetwork& network, const Config& config) {
+  executableNetwork = executableOf(network, config);
   ready = static_cast<bool>(executableNetwork);
-  inputName = firstEntry(network.getInputsInfo()).first;
-  outputName = firstEntry(network.getOutputsInfo()).first;
+  inputName = firstEntry(network.network.getInputsInfo()).first;
+  outputName = firstEntry(network.network.getOutputsInfo()).first;
   MakeRequest();
 }
 

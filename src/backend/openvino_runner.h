@@ -33,7 +33,7 @@ class OpenVINORunner final : public INNRunner, public INNTensors, public INNSibl
  private:
   OpenVINORunner() = default;
 
-  void Prepare(const InferenceEngine::CNNNetwork& network, const Config& config);
+  void Prepare(const OpenVINONetwork& network, const Config& config);
   void MakeRequest();
   bool FitsInput(const NNData& data) const;
 

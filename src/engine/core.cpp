@@ -5,6 +5,7 @@
 
 #include "build_constants.h"
 #include "engine/cnn_network_impl.h"
+#include "engine/core_impl.h"
 #include "engine/engine_call.h"
 #include "engine/executable_network_impl.h"
 #include "engine/plugin_list.h"
@@ -14,10 +15,8 @@
 namespace InferenceEngine {
 namespace {
 
-using CoreHandle = Handle<ov_core_t, ov_core_free>;
 using Tensor = Handle<ov_tensor_t, ov_tensor_free>;
 using ReadModel = Handle<ov_model_t, ov_model_free>;
-using CompiledModel = Handle<ov_compiled_model_t, ov_compiled_model_free>;
 
 // Every core of the engine has this device, whatever its list says, and finds the library for it
 // in full beside its runtime: a name that the engine would look for could be anybody's library.
@@ -29,25 +28,6 @@ Tensor tensorOver(Blob& blob) {
   std::int64_t size = static_cast<std::int64_t>(blob.byteSize());
   return made<Tensor>(ov_tensor_create_from_host_ptr, U8, ov_shape_t{1, &size},
                       blob.wmap().as<void*>());
-}
-
-std::map<std::string, std::string> settings(const std::map<std::string, std::string>& config) {
-  std::map<std::string, std::string> result;
-  for (const auto& [key, value] : config) {
-    result[key == "CPU_THREADS_NUM" ? "INFERENCE_NUM_THREADS" : key] = value;
-  }
-  if (!OMB::inferencePrecision.empty()) {
-    result["INFERENCE_PRECISION_HINT"] = std::string(OMB::inferencePrecision);
-  }
-  return result;
-}
-
-CompiledModel compile(const CoreHandle& core, const Model& model, const std::string& device,
-                      const std::map<std::string, std::string>& settings) {
-  std::vector<ov_property_t> properties;
-  for (const auto& [key, value] : settings) properties.push_back({key.c_str(), value.c_str()});
-  return made<CompiledModel>(ov_core_compile_model_props, core.get(), model.get(), device.c_str(),
-                             properties.size(), properties.data());
 }
 
 // The compiled network's port of each name.
@@ -63,10 +43,40 @@ void addPorts(Ports::ByName& ports, const std::vector<std::string>& names,
 
 }  // namespace
 
-struct Core::Impl {
-  CoreHandle core;
-  std::map<std::string, std::string> devices = {};  ///< the engine's name of each registered one
-};
+Settings engineSettings(const Settings& config) {
+  Settings result;
+  for (const auto& [key, value] : config) {
+    result[key == "CPU_THREADS_NUM" ? "INFERENCE_NUM_THREADS" : key] = value;
+  }
+  if (!OMB::inferencePrecision.empty()) {
+    result["INFERENCE_PRECISION_HINT"] = std::string(OMB::inferencePrecision);
+  }
+  return result;
+}
+
+std::vector<ov_property_t> propertiesOf(const Settings& settings) {
+  std::vector<ov_property_t> properties;
+  for (const auto& [key, value] : settings) properties.push_back({key.c_str(), value.c_str()});
+  return properties;
+}
+
+const std::string& Core::Impl::engineName(const std::string& device) const {
+  const auto registered = devices.find(device);
+  return registered == devices.end() ? device : registered->second;
+}
+
+ExecutableNetwork Core::Impl::executable(const CNNNetwork& network,
+                                         std::shared_ptr<const void> memory, bool dynamic,
+                                         CompiledModel compiled) {
+  const CNNNetwork::Impl& source = *network.impl;
+  auto ports = std::make_shared<Ports>();
+  addPorts(ports->inputs, source.inputNames, compiled, ov_compiled_model_input_by_index);
+  addPorts(ports->outputs, source.outputNames, compiled, ov_compiled_model_output_by_index);
+  ExecutableNetwork result;
+  result.impl = std::make_shared<ExecutableNetwork::Impl>(
+      ExecutableNetwork::Impl{std::move(memory), std::move(compiled), std::move(ports), dynamic});
+  return result;
+}
 
 Core::Core(const std::string& pluginList) {
   requireOwnPlugins(pluginList);
@@ -95,17 +105,12 @@ ExecutableNetwork Core::LoadNetwork(const CNNNetwork& network, const std::string
   if (network.impl == nullptr) throw GeneralError("The network is empty");
   CNNNetwork::Impl& source = *network.impl;
   const Model model = prepared(source);
-  const auto registered = impl->devices.find(device);
-  auto compiled =
-      compile(impl->core, model, registered == impl->devices.end() ? device : registered->second,
-              settings(config));
-  auto ports = std::make_shared<Ports>();
-  addPorts(ports->inputs, source.inputNames, compiled, ov_compiled_model_input_by_index);
-  addPorts(ports->outputs, source.outputNames, compiled, ov_compiled_model_output_by_index);
-  ExecutableNetwork loaded;
-  loaded.impl = std::make_shared<ExecutableNetwork::Impl>(ExecutableNetwork::Impl{
-      source.weights, std::move(compiled), std::move(ports), ov_model_is_dynamic(model.get())});
-  return loaded;
+  const Settings settings = engineSettings(config);
+  const auto properties = propertiesOf(settings);
+  return impl->executable(
+      network, source.weights, ov_model_is_dynamic(model.get()),
+      made<CompiledModel>(ov_core_compile_model_props, impl->core.get(), model.get(),
+                          impl->engineName(device).c_str(), properties.size(), properties.data()));
 }
 
 }  // namespace InferenceEngine

@@ -231,6 +231,9 @@ class ExecutableNetwork {
   explicit operator bool() const { return impl != nullptr; }
   InferRequest CreateInferRequest() const;
 
+  /// Writes it to a file, weights and all, for Core::ImportNetwork.
+  void Export(const std::string& path) const;
+
  private:
   friend class Core;
   struct Impl;
@@ -258,6 +261,18 @@ class Core {
   /// turned into today's; other keys pass as they are.
   ExecutableNetwork LoadNetwork(const CNNNetwork& network, const std::string& device,
                                 const std::map<std::string, std::string>& config);
+
+  /// What LoadNetwork would give, of what an executable network of the same network has exported
+  /// where Describe tells the same. The engine believes every byte: they have to be proven. It
+  /// shares the memory of the blob.
+  ExecutableNetwork ImportNetwork(const CNNNetwork& network, const Blob::Ptr& compilation,
+                                  const std::string& device,
+                                  const std::map<std::string, std::string>& config);
+
+  /// All that the compilation of a network depends on, next to the network: the engine's build, the
+  /// device and what it can do, and the configuration.
+  std::string Describe(const std::string& device,
+                       const std::map<std::string, std::string>& config) const;
 
  private:
   struct Impl;
