@@ -7,6 +7,7 @@
 #include "backend/device.h"
 #include "backend_fixture.h"
 #include "networks.h"
+#include "system/aes_gcm.h"
 #include "system/memory_file.h"
 
 namespace OMB {
@@ -144,7 +145,7 @@ TEST_F(Compilation, WithAnyChangeIsNotUsed) {
     for (std::size_t i = 0; i < mutants.size(); ++i) {
       folder.write("stored", mutants[i]);
       ASSERT_FALSE(use(*model, key));
-      if (i % 10 != 0) continue;  // compiling is most of the time
+      if (i % 10 != 0) continue;  // compiling would be most of the time
       ASSERT_EQ(outputOf(*model), expected);
     }
   });
@@ -152,6 +153,20 @@ TEST_F(Compilation, WithAnyChangeIsNotUsed) {
   EXPECT_EQ(compilationOf(*model).GetRefusedCompilations(), static_cast<int>(mutants.size()));
   folder.write("stored", whole);
   EXPECT_TRUE(use(*model, key));
+}
+
+// Case 14 of the cipher's specification, whose nonce is zero too.
+TEST(AesGcm, GivesThePublishedBytesOnEverySystem) {
+  const ByteVector key(32), sealed = test::fromHex("cea7403d4d606b6e074ec5d3baf39d18");
+  ByteVector message(16);
+  system::GcmTag tag;
+  ASSERT_EQ(system::sealOnce(std::span(key).first<32>(), {}, message, tag), 0);
+  EXPECT_EQ(message, sealed);
+  EXPECT_EQ(ByteVector(tag.begin(), tag.end()), test::fromHex("d0d1c8a799996bf0265b98b5d48ab919"));
+  EXPECT_EQ(system::openSealed(std::span(key).first<32>(), {}, message, tag), 0);
+  EXPECT_EQ(message, ByteVector(16));
+  message = sealed;
+  EXPECT_LT(system::openSealed(std::span(key).first<32>(), sealed, message, tag), 0);
 }
 
 }  // namespace
