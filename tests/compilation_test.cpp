@@ -161,7 +161,7 @@ TEST_F(Compilation, WithAnyChangeIsNotUsed) {
   EXPECT_TRUE(use(*model, key));
 }
 
-// Case 14 of the cipher's specification, whose nonce is zero too.
+// Published with the cipher: a key and a block of zeros, and a nonce that is zero, too.
 TEST(AesGcm, GivesThePublishedBytesOnEverySystem) {
   const ByteVector key(32), sealed = test::fromHex("cea7403d4d606b6e074ec5d3baf39d18");
   ByteVector message(16);

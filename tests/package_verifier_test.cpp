@@ -8,6 +8,7 @@
 
 #include "ombrel/ombrel.h"
 
+#include "file_digest.h"
 #include "library_suffix.h"
 #include "support.h"
 
@@ -20,18 +21,10 @@ static void PrintTo(const PackageFinding& finding, std::ostream* stream) {
 
 namespace {
 
+using test::digestOf;
 using test::pathOf;
 using testing::IsEmpty;
 using enum EPackageFault;
-
-Sha256 digestOf(const std::string& file) {
-  std::string bytes = test::contentsOf(file);
-  const ByteVector hash = Crypto::hashBuffer(reinterpret_cast<unsigned char*>(bytes.data()),
-                                             static_cast<int>(bytes.size()));
-  Sha256 result;
-  std::copy(hash.begin(), hash.end(), result.begin());
-  return result;
-}
 
 /// A plug-in, a library beside it and one outside, and a list of devices, all in a closed folder.
 struct Package {

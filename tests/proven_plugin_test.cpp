@@ -9,24 +9,17 @@
 
 #include "ombrel/ombrel.h"
 
+#include "file_digest.h"
 #include "fixture_files.h"
 
 namespace OMB {
 namespace {
 
+using test::digestOf;
 using test::pathOf;
 using test::printedBy;
 using testing::HasSubstr;
 namespace fs = std::filesystem;
-
-Sha256 digestOf(const std::string& file) {
-  std::string bytes = test::contentsOf(file);
-  const ByteVector hash = Crypto::hashBuffer(reinterpret_cast<unsigned char*>(bytes.data()),
-                                             static_cast<int>(bytes.size()));
-  Sha256 result;
-  std::copy(hash.begin(), hash.end(), result.begin());
-  return result;
-}
 
 /// Two libraries, under names that no other test has, and a list.
 struct Package {

@@ -75,8 +75,9 @@ def test_traps(package, trap):
     if trap.suffix == ".dll":
         others = ["openvino_auto_batch_plugin.dll", "openvino_onnx_frontend.dll", "msvcp140.dll", "libombrel.dll"]
     else:
+        release = next(name.rpartition(".")[2] for name in names if name.startswith("libopenvino.so."))
         others = ["libopenvino_auto_batch_plugin.so", "libopenvino_intel_gpu_plugin.so",
-                  "libopenvino_onnx_frontend.so.2641", "libz.so.1", "libstdc++.so.6", "libombrel.so.1",
+                  f"libopenvino_onnx_frontend.so.{release}", "libz.so.1", "libstdc++.so.6", "libombrel.so.1",
                   *(name + ".so" for name in names if not name.endswith(".so"))]
     for name in there + others:
         place, kept = package.path / name, package.path.parent / "kept"

@@ -1,14 +1,12 @@
 #include "system/mapped_modules.h"
 
 #include "system/text.h"
-#include "system/windows/windows_calls.h"
+#include "system/windows/open_modules.h"
 // clang-format off
 #include <psapi.h>  // behind windows.h, which it lacks the types of
 // clang-format on
 
 namespace OMB::system {
-namespace {
-
 std::vector<HMODULE> openModules() {
   std::vector<HMODULE> modules(256);
   for (;;) {
@@ -19,8 +17,6 @@ std::vector<HMODULE> openModules() {
     if (needed <= size) return modules;
   }
 }
-
-}  // namespace
 
 std::vector<std::string> mappedModules() {
   std::vector<std::string> files;

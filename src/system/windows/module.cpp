@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "system/text.h"
-#include "system/windows/windows_calls.h"
+#include "system/windows/open_modules.h"
 // clang-format off
 #include <psapi.h>  // behind windows.h, which it lacks the types of
 // clang-format on
@@ -51,17 +51,6 @@ std::wstring fileNameOf(HMODULE module) {
   std::wstring name(block.data(), length);
   CharLowerBuffW(name.data(), length);
   return name;
-}
-
-std::vector<HMODULE> openModules() {
-  std::vector<HMODULE> modules(256);
-  for (;;) {
-    const auto size = static_cast<DWORD>(modules.size() * sizeof(HMODULE));
-    DWORD needed = 0;
-    if (EnumProcessModules(GetCurrentProcess(), modules.data(), size, &needed) == 0) return {};
-    modules.resize(needed / sizeof(HMODULE));
-    if (needed <= size) return modules;
-  }
 }
 
 // Others find a module by the name of its file, of whatever folder.
