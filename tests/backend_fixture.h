@@ -1,6 +1,7 @@
 // A folder of models for the backend, in the clear and sealed.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <numeric>
 #include <string>
@@ -95,6 +96,17 @@ inline void expectDoubles(INNRunner& runner, int count) {
   const std::vector<float> output = run(runner, viewOf(values), count);
   for (float& value : values) value *= 2;
   EXPECT_EQ(output, values);
+}
+
+/// Calls have to throw, with just this text.
+template <typename Exception>
+void expectThrow(const std::function<void()>& call, const char* text) {
+  try {
+    call();
+    ADD_FAILURE() << "has to throw: " << text;
+  } catch (const Exception& failure) {
+    EXPECT_STREQ(failure.what(), text);
+  }
 }
 
 }  // namespace OMB::test
