@@ -68,8 +68,9 @@ def copy_small(path, program, manifest, plugin):
     return package, [file.name for file in files[:-1]]
 
 
-def test_traps(package, trap):
-    """In the place of each file, and under names that the loader or the engine would come to by itself."""
+def test_traps(package, trap, step):
+    """In the place of each file, and under names that the loader or the engine would come to by itself; of both every
+    step-th."""
     names = [entry["name"] for entry in json.loads(package.manifest.read_text())["dependencies"]]
     there = [path.name for path in package.path.iterdir() if path != package.manifest]
     if trap.suffix == ".dll":
@@ -79,16 +80,18 @@ def test_traps(package, trap):
         others = ["libopenvino_auto_batch_plugin.so", "libopenvino_intel_gpu_plugin.so",
                   f"libopenvino_onnx_frontend.so.{release}", "libz.so.1", "libstdc++.so.6", "libombrel.so.1",
                   *(name + ".so" for name in names if not name.endswith(".so"))]
-    for name in there + others:
-        place, kept = package.path / name, package.path.parent / "kept"
-        if place.exists():
+    kept = package.path.parent / "kept"
+    for place in (package.path / name for name in (there + others)[::step]):
+        own = place.exists()
+        if own:
             place.rename(kept)
         shutil.copy(trap, place)
-        package.expect(REFUSED, f"trap as {name}")
+        package.expect(REFUSED, f"trap as {place.name}")
         place.unlink()
-        package.expect(REFUSED if kept.exists() else PASSED, f"without {name}")
-        if kept.exists():
+        if own:
+            package.expect(REFUSED, f"without {place.name}")
             kept.rename(place)
+    package.expect(PASSED, "the whole package without a trap")
 
 
 def test_swaps_and_links(package, names):
@@ -128,7 +131,7 @@ def main():
         test_swaps_and_links(small, names)
         whole = copy_whole(pathlib.Path(path) / "whole/package", program, manifest)
         whole.expect(PASSED, "the whole package")
-        test_traps(whole, trap)
+        test_traps(whole, trap, step=1 if count >= 1000 or trap.suffix == ".dll" else 4)
 
         generator = random.Random(4711)
         outcomes = change_bytes(small, names, count - count // 50, generator)
