@@ -180,7 +180,7 @@ TEST(ProvenPlugin, IsTheGoodOneInARaceOfRenames) {
   std::vector<std::string> places(kLoads);
   std::atomic<const std::string*> target = nullptr;
   auto shortest = std::chrono::steady_clock::duration::max();
-  std::atomic<std::int64_t> pause = 0;  // between two exchanges, at most, in microseconds
+  std::atomic<unsigned long> pause = 0;  // between two exchanges, at most, in microseconds
   std::jthread attacker([&](const std::stop_token& stop) {
     std::minstd_rand random;
     for (bool turn = true; !stop.stop_requested(); turn = !turn) {
@@ -199,7 +199,7 @@ TEST(ProvenPlugin, IsTheGoodOneInARaceOfRenames) {
     fs::copy_file(good, places[i]);
     if (i == kAlone) {
       EXPECT_EQ(accepted, kAlone);
-      pause = 4 * shortest / std::chrono::microseconds(1);
+      pause = static_cast<unsigned long>(4 * shortest / std::chrono::microseconds(1));
     }
     if (i >= kAlone) target = &places[i];
     const auto start = std::chrono::steady_clock::now();
