@@ -2,13 +2,18 @@
 #include "ombrel/model/authentication.h"
 
 #include <algorithm>
+#include <span>
 #include <string>
 #include <vector>
+
+#include "ombrel/model/model_buffers.h"
 
 #include "support.h"
 
 namespace OMB {
 namespace {
+
+using Bytes = std::span<const unsigned char>;
 
 constexpr std::size_t kMebibyte = 1 << 20, kHeader = 76, kTag = 16;
 
@@ -83,17 +88,16 @@ TEST(Authentication, ProvesFilesOfEveryLengthWhateverPiecesTheyCameIn) {
   }
 }
 
-/// A part of a file, and the tag that goes with it.
+/// A part of a file, and the tag that goes with it; both lie where they were made.
 struct Segment {
-  ByteVector bytes, tag;
+  Bytes bytes, tag;
 };
 using Segments = std::vector<Segment>;
 
-void cutInto(Segments& segments, const ByteVector& file, const ByteVector& tags) {
+void cutInto(Segments& segments, Bytes file, Bytes tags) {
   for (std::size_t i = 0; i < file.size(); i += kMebibyte) {
-    const auto part = std::span(file).subspan(i, std::min(kMebibyte, file.size() - i));
-    const auto tag = std::span(tags).subspan(kHeader + segments.size() * kTag, kTag);
-    segments.push_back({{part.begin(), part.end()}, {tag.begin(), tag.end()}});
+    segments.push_back({file.subspan(i, std::min(kMebibyte, file.size() - i)),
+                        tags.subspan(kHeader + segments.size() * kTag, kTag)});
   }
 }
 
@@ -131,7 +135,7 @@ class Attack : public testing::Test {
     EXPECT_FALSE(changed.verify().IsAuthentic()) << "with the tags as they are";
   }
 
-  const Pair pair = makePair(2 * kMebibyte, 3 * kMebibyte + 5);
+  const Pair pair = makePair(kMebibyte + 2, 2 * kMebibyte + 5);
   Segments whole;
   std::size_t ofText;
 };
@@ -144,8 +148,7 @@ TEST_F(Attack, CutsAreRefused) {
       if (size > pair.weights.size()) continue;
       SCOPED_TRACE(size);
       Segments shorter(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(ofText));
-      const auto kept = std::span(pair.weights).first(size);
-      cutInto(shorter, {kept.begin(), kept.end()}, pair.tags);
+      cutInto(shorter, Bytes(pair.weights).first(size), pair.tags);
       expectRefused(shorter, ofText);
     }
   }
@@ -217,8 +220,8 @@ TEST_F(Attack, EachHasItsOwnFinding) {
        {CHANGED, TEXT, 1},
        "m.xml was changed in MiB 1"},
       {changed([](Pair& p) { p.weights.back() ^= 1; }),
-       {CHANGED, WEIGHTS, 3},
-       "m.bin was changed in MiB 3"},
+       {CHANGED, WEIGHTS, 2},
+       "m.bin was changed in MiB 2"},
       {changed([](Pair& p) { p.weights.pop_back(); }),
        {OTHER_LENGTH, WEIGHTS},
        "m.bin is longer or shorter than the file that was authenticated"},
@@ -239,13 +242,43 @@ TEST(Authentication, IsOfTheFilesOfABasePath) {
   folder.write("m.bin", pair.weights);
   folder.write("m.auth", pair.tags);
   const std::string base = folder / "m";
-  EXPECT_TRUE(verifyModel(base.c_str(), kKey.data(), 16).IsAuthentic());
+  const ModelBuffers entered("m", {pair.text, pair.weights, pair.tags});
+  for (const std::string& path : {base, std::string("m")}) {
+    const ProvenModel model = readProvenModel(path.c_str(), kKey.data(), 16);
+    EXPECT_TRUE(model.found.IsAuthentic());
+    EXPECT_EQ(model.text, pair.text);
+    EXPECT_EQ(model.weights, pair.weights);
+  }
+  folder.write("m.bin", counted(pair.weights.size(), 9));
+  const ProvenModel changed = readProvenModel(base.c_str(), kKey.data(), 16);
+  EXPECT_EQ(changed.found, (Authenticity{EAuthenticity::CHANGED, EModelFile::WEIGHTS, 0}));
+  EXPECT_TRUE(changed.text.empty() && changed.weights.empty());
   for (const EModelFile file : {EModelFile::WEIGHTS, EModelFile::TEXT, EModelFile::TAGS}) {
     const char* const suffixes[] = {".xml", ".bin", ".auth"};
     std::filesystem::remove(base + suffixes[static_cast<std::size_t>(file)]);
     EXPECT_EQ(verifyModel(base.c_str(), kKey.data(), 16),
               (Authenticity{EAuthenticity::MISSING, file}));
   }
+}
+
+// So large that several threads share it: what they find is what one would.
+TEST(Authentication, FindsTheFirstChangeOfALargePair) {
+  const test::TemporaryDirectory folder;
+  Pair pair = makePair(3 * kMebibyte, 16 * kMebibyte + 1);
+  folder.write("m.xml", pair.text);
+  folder.write("m.auth", pair.tags);
+  for (const std::size_t segment : {std::size_t{16}, std::size_t{9}, std::size_t{0}}) {
+    pair.weights[segment * kMebibyte] ^= 1;
+    folder.write("m.bin", pair.weights);
+    const Authenticity first{EAuthenticity::CHANGED, EModelFile::WEIGHTS, segment};
+    EXPECT_EQ(pair.verify(), first);
+    EXPECT_EQ(verifyModel((folder / "m").c_str(), kKey.data(), 16), first);
+  }
+  for (const std::size_t segment : {std::size_t{16}, std::size_t{9}, std::size_t{0}}) {
+    pair.weights[segment * kMebibyte] ^= 1;
+  }
+  folder.write("m.bin", pair.weights);
+  EXPECT_EQ(readProvenModel((folder / "m").c_str(), kKey.data(), 16).weights, pair.weights);
 }
 
 }  // namespace

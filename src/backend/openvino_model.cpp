@@ -11,10 +11,10 @@
 #include "ombrel/platform/byte_vector.h"
 #include "ombrel/platform/crypto.h"
 
-#include "backend/authentication.h"
 #include "backend/first_entry.h"
 #include "backend/openvino_runner.h"
 #include "backend/stored_compilation.h"
+#include "backend/stored_pair.h"
 #include "backend/tensor_type.h"
 #include "build_constants.h"
 #include "platform/console.h"
@@ -24,9 +24,6 @@ namespace OMB {
 namespace {
 
 namespace IE = InferenceEngine;
-
-constexpr char kText[] = ".xml";
-constexpr char kWeights[] = ".bin";
 
 // A length that the mask cannot serve gives no key at all, which AES refuses.
 ByteVector aesKey(const unsigned char* key, int size) {
@@ -70,7 +67,7 @@ OpenVINOModel::OpenVINOModel(ModelParams params) : config(params.config) {
 
 bool OpenVINOModel::LoadModel(const ModelParams& params) {
   const std::string path = params.path;
-  if (modelFileSize(path, kText) < 1 || modelFileSize(path, kWeights) < 1) return false;
+  if (modelFileSize(path, kTextSuffix) < 1 || modelFileSize(path, kWeightsSuffix) < 1) return false;
   try {
     ReadNetwork(params, path);
   } catch (const IE::InferenceEngineException& failure) {
@@ -82,29 +79,26 @@ bool OpenVINOModel::LoadModel(const ModelParams& params) {
 }
 
 void OpenVINOModel::ReadNetwork(const ModelParams& params, const std::string& path) {
-  const std::int64_t xmlSize = modelFileSize(path, kText);
-  const std::int64_t binSize = modelFileSize(path, kWeights);
-  ByteVector xmlData(static_cast<std::size_t>(xmlSize));
-  ByteVector binData(static_cast<std::size_t>(binSize));
-  readModelFile(path, kText, xmlData.data(), xmlData.size());
-  readModelFile(path, kWeights, binData.data(), binData.size());
-  if (params.key != nullptr) {
+  StoredPair pair;
+  if (params.key == nullptr) {
+    pair = readPair(path);
+  } else {
     ByteVector key = aesKey(params.key, params.keySize);
-    requireAuthentic(params.path, xmlData, binData, key, authenticationRequired);
-    const bool text = decrypt(xmlData, key), weights = decrypt(binData, key);
+    pair = readSealedPair(path, key, authenticationRequired);
+    const bool text = decrypt(pair.text, key), weights = decrypt(pair.weights, key);
     // The engine does not look at weights that the network has no use for.
     if (!text || !weights) throw IE::GeneralError("The model could not be decrypted");
   }
 
   // Where it is: a copy would have to be wiped.
-  const std::string_view xmlText(reinterpret_cast<const char*>(xmlData.data()), xmlData.size());
-  IE::Blob::Ptr blob = weightsBlob(std::move(binData));
+  const std::string_view text(reinterpret_cast<const char*>(pair.text.data()), pair.text.size());
+  IE::Blob::Ptr blob = weightsBlob(std::move(pair.weights));
   IE::Core core(config.GetDataPath() + kPluginList);
-  IE::CNNNetwork read = core.ReadNetwork(xmlText, blob);
+  IE::CNNNetwork read = core.ReadNetwork(text, blob);
   read.setBatchSize(1);
   network->network = read;
   network->weights = std::move(blob);
-  network->textDigest = digestOf(xmlData);
+  network->textDigest = digestOf(pair.text);
   network->loaded = true;
 }
 

@@ -1,10 +1,11 @@
 #include "ombrel/model/authentication.h"
 
-#include <algorithm>
+#include <functional>
 #include <optional>
 
-#include "ombrel/platform/file_utils.h"
+#include "ombrel/model/model_buffers.h"
 
+#include "model/pair_comparison.h"
 #include "model/tagger.h"
 #include "platform/constant_time.h"
 
@@ -24,31 +25,6 @@ const char* suffixOf(EModelFile file) {
   }
 }
 
-// A pair's file, segment by segment against its tags.
-struct Comparison {
-  EModelFile file;
-  Bytes bytes;
-  Bytes tags;
-  std::uint64_t differing = 0;
-  std::uint64_t first = 0;  // of those that differ
-
-  std::uint64_t segments() const { return segmentsOf(bytes.size()); }
-  [[nodiscard]] bool run(Tagger& tagger);
-};
-
-bool Comparison::run(Tagger& tagger) {
-  for (std::size_t segment = 0; segment < segments(); ++segment) {
-    const std::size_t begin = segment * kSegmentBytes;
-    const std::size_t size = std::min(kSegmentBytes, bytes.size() - begin);
-    Tag tag;
-    const TagPlace place{file, segment, begin + size == bytes.size()};
-    if (!tagger.tag(place, bytes.subspan(begin, size), tag)) return false;
-    const Bytes expected = tags.subspan(segment * kTagBytes, kTagBytes);
-    if (!platform::equalInConstantTime(tag, expected) && differing++ == 0) first = segment;
-  }
-  return true;
-}
-
 // The tags themselves; nothing if they are as they were made.
 std::optional<Authenticity> findFaultInTags(const TagHeader& header, Bytes tags, Tagger& tagger) {
   if (!platform::equalInConstantTime(tagger.keyCheck(), header.keyCheck)) {
@@ -61,52 +37,70 @@ std::optional<Authenticity> findFaultInTags(const TagHeader& header, Bytes tags,
   return Authenticity{EAuthenticity::CHANGED};
 }
 
-// The pair, by tags that are proven.
-Authenticity comparePair(const TagHeader& header, const ModelBytes& pair, Tagger& tagger) {
-  if (pair.text.size() != header.textBytes) {
-    return {EAuthenticity::OTHER_LENGTH, EModelFile::TEXT};
-  }
-  if (pair.weights.size() != header.weightsBytes) {
-    return {EAuthenticity::OTHER_LENGTH, EModelFile::WEIGHTS};
-  }
-  Comparison text{EModelFile::TEXT, pair.text, pair.tags.subspan(kTagHeaderBytes)};
-  Comparison weights{EModelFile::WEIGHTS, pair.weights,
-                     text.tags.subspan(text.segments() * kTagBytes)};
-  if (!text.run(tagger) || !weights.run(tagger)) return {};
-  const std::uint64_t differing = text.differing + weights.differing;
-  if (differing == 0) return {EAuthenticity::AUTHENTIC};
-  if (differing == text.segments() + weights.segments()) return {EAuthenticity::OTHER_PAIR};
-  const Comparison& changed = text.differing > 0 ? text : weights;
-  return {EAuthenticity::CHANGED, changed.file, changed.first};
+// The lengths of the pair's files, by tags that are proven; nothing if they are right.
+std::optional<Authenticity> findOtherLength(const TagHeader& header, std::uint64_t text,
+                                            std::uint64_t weights) {
+  if (text != header.textBytes) return Authenticity{EAuthenticity::OTHER_LENGTH, EModelFile::TEXT};
+  if (weights == header.weightsBytes) return std::nullopt;
+  return Authenticity{EAuthenticity::OTHER_LENGTH, EModelFile::WEIGHTS};
 }
 
-std::optional<ByteVector> readFile(const std::string& name) {
-  const std::int64_t size = Utility::fileSize(name);
-  if (size < 0) return std::nullopt;
-  ByteVector bytes(static_cast<std::size_t>(size));
-  Utility::readAllFile(name, bytes.data(), bytes.size());
-  return bytes;
+// A pair whose bytes are asked for only when all else is proven: by then they may still have to be
+// read.
+struct Pair {
+  Bytes tags;
+  std::uint64_t text, weights;  // lengths
+  std::function<ModelBytes()> bytes;
+  SegmentReader read;
+};
+
+Authenticity verify(const Pair& pair, Bytes key) {
+  const std::optional<TagHeader> header = readTagHeader(pair.tags);
+  if (!header) return {EAuthenticity::UNKNOWN_TAGS};
+  Tagger tagger;
+  if (!tagger.open(key, header->salt)) return {};
+  std::optional<Authenticity> fault = findFaultInTags(*header, pair.tags, tagger);
+  if (!fault) fault = findOtherLength(*header, pair.text, pair.weights);
+  return fault ? *fault : comparePair(*header, pair.bytes(), tagger, key, pair.read);
 }
 
 }  // namespace
 
 Authenticity verifyModel(const ModelBytes& bytes, const unsigned char* key, int keySize) {
-  const std::optional<TagHeader> header = readTagHeader(bytes.tags);
-  if (!header) return {EAuthenticity::UNKNOWN_TAGS};
-  Tagger tagger;
-  if (!tagger.open({key, static_cast<std::size_t>(keySize)}, header->salt)) return {};
-  const std::optional<Authenticity> fault = findFaultInTags(*header, bytes.tags, tagger);
-  return fault ? *fault : comparePair(*header, bytes, tagger);
+  const auto asTheyAre = [&] { return bytes; };
+  return verify({bytes.tags, bytes.text.size(), bytes.weights.size(), asTheyAre, {}},
+                {key, static_cast<std::size_t>(keySize)});
+}
+
+ProvenModel readProvenModel(const char* base, const unsigned char* key, int keySize) {
+  const std::string path = base;
+  std::size_t sizes[3];
+  for (const EModelFile file : {EModelFile::TAGS, EModelFile::TEXT, EModelFile::WEIGHTS}) {
+    const std::int64_t size = modelFileSize(path, suffixOf(file));
+    if (size < 0) return {{EAuthenticity::MISSING, file}, {}, {}};
+    sizes[static_cast<std::size_t>(file)] = static_cast<std::size_t>(size);
+  }
+  const auto [text, weights, ofTags] = sizes;
+  ByteVector tags(ofTags);
+  readModelFile(path, kTagsSuffix, tags.data(), tags.size());
+  ProvenModel model;
+  const auto makeRoom = [&, text = text, weights = weights] {
+    model.text.resize(text);
+    model.weights.resize(weights);
+    return ModelBytes{model.text, model.weights, tags};
+  };
+  const SegmentReader read = [&](EModelFile file, std::size_t offset, std::size_t size) {
+    ByteVector& bytes = file == EModelFile::TEXT ? model.text : model.weights;
+    readModelFile(path, suffixOf(file), offset, bytes.data() + offset, size);
+  };
+  model.found =
+      verify({tags, text, weights, makeRoom, read}, {key, static_cast<std::size_t>(keySize)});
+  if (!model.found.IsAuthentic()) model.text = model.weights = {};
+  return model;
 }
 
 Authenticity verifyModel(const char* base, const unsigned char* key, int keySize) {
-  std::optional<ByteVector> files[3];
-  for (const EModelFile file : {EModelFile::TAGS, EModelFile::TEXT, EModelFile::WEIGHTS}) {
-    auto& bytes = files[static_cast<std::size_t>(file)];
-    bytes = readFile(std::string(base) + suffixOf(file));
-    if (!bytes) return {EAuthenticity::MISSING, file};
-  }
-  return verifyModel(ModelBytes{*files[0], *files[1], *files[2]}, key, keySize);
+  return readProvenModel(base, key, keySize).found;
 }
 
 std::string Authenticity::Describe(const std::string& base) const {

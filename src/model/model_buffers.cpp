@@ -12,6 +12,8 @@
 
 #include "ombrel/platform/file_utils.h"
 
+#include "platform/file_part.h"
+
 namespace OMB {
 namespace {
 
@@ -73,12 +75,19 @@ std::int64_t modelFileSize(const std::string& path, const char* extension) {
 
 void readModelFile(const std::string& path, const char* extension, void* buffer,
                    std::uint64_t size) {
+  readModelFile(path, extension, 0, buffer, size);
+}
+
+void readModelFile(const std::string& path, const char* extension, std::uint64_t offset,
+                   void* buffer, std::uint64_t size) {
   const auto read = withBuffer(path, extension, [&](Bytes bytes) {
-    const std::uint64_t count = std::min<std::uint64_t>(size, bytes.size());
-    if (count > 0) std::memcpy(buffer, bytes.data(), static_cast<std::size_t>(count));
+    const std::uint64_t begin = std::min<std::uint64_t>(offset, bytes.size());
+    const auto part = bytes.subspan(static_cast<std::size_t>(begin));
+    const std::uint64_t count = std::min<std::uint64_t>(size, part.size());
+    if (count > 0) std::memcpy(buffer, part.data(), static_cast<std::size_t>(count));
     return count;
   });
-  if (!read) Utility::readAllFile(path + extension, buffer, size);
+  if (!read) platform::readFilePart(path + extension, offset, buffer, size);
 }
 
 }  // namespace OMB

@@ -4,6 +4,7 @@
 #include <limits>
 #include <new>
 
+#include "platform/file_part.h"
 #include "system/input_file.h"
 
 namespace OMB::Utility {
@@ -21,10 +22,11 @@ std::int64_t sizeOf(const Character* fileName) {
 }
 
 template <typename Character>
-void readInto(const Character* fileName, void* buffer, std::uint64_t size) {
+void readInto(const Character* fileName, std::uint64_t offset, void* buffer, std::uint64_t size) {
   constexpr auto kMost = static_cast<std::uint64_t>(std::numeric_limits<std::streamsize>::max());
   try {
     std::ifstream file = system::openForReading(fileName, std::ios::binary);
+    if (offset > 0) file.seekg(static_cast<std::streamoff>(offset));
     file.read(static_cast<char*>(buffer), static_cast<std::streamsize>(std::min(size, kMost)));
   } catch (const std::bad_alloc&) {
   }
@@ -46,11 +48,16 @@ std::int64_t fileSize(std::wstring fileName) {
 }
 
 void readAllFile(const std::string& fileName, void* buffer, std::uint64_t size) {
-  readInto(fileName.c_str(), buffer, size);
+  readInto(fileName.c_str(), 0, buffer, size);
 }
 
 void readAllFile(const std::wstring& fileName, void* buffer, std::uint64_t size) {
-  readInto(fileName.c_str(), buffer, size);
+  readInto(fileName.c_str(), 0, buffer, size);
 }
 
 }  // namespace OMB::Utility
+
+void OMB::platform::readFilePart(const std::string& fileName, std::uint64_t offset, void* buffer,
+                                 std::uint64_t size) {
+  Utility::readInto(fileName.c_str(), offset, buffer, size);
+}

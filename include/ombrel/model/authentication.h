@@ -57,15 +57,31 @@ struct ModelBytes {
 /// Compares a pair in memory with its tags. Nothing is deciphered and nothing is kept. The key has
 /// `keySize` bytes: the effective key (Crypto::effectiveKey) of a sealed pair, or the one that a
 /// host has chosen for a pair in the clear, 16 random bytes or more. Throws std::bad_alloc. May run
-/// on any thread at the same time.
+/// on any thread at the same time. For a pair of 8 MiB and more up to three threads, as many as
+/// there are processors beside the calling one, take a part of the work, and have ended when it
+/// returns; where none can be started the calling one does it all.
 [[nodiscard]] OMBREL_API Authenticity verifyModel(const ModelBytes& bytes, const unsigned char* key,
                                                   int keySize);
 
-/// The same for the files of a base path, which are read whole, one after another, into memory of
-/// their size. The pair may be exchanged after that: a load reads it once more. So the folder has
-/// to be writable for nobody who is not trusted, or the host verifies bytes and loads those.
+/// The same for the files of a base path, or for what ModelBuffers has entered under it. What is
+/// read is not kept, and the pair may be exchanged after that: a load reads it once more. So the
+/// folder has to be writable for nobody who is not trusted, or the host loads the very bytes that
+/// readProvenModel gives.
 [[nodiscard]] OMBREL_API Authenticity verifyModel(const char* base, const unsigned char* key,
                                                   int keySize);
+
+/// A pair as it is stored, of which every byte was compared after it was read.
+struct ProvenModel {
+  Authenticity found;
+  ByteVector text;     ///< empty unless `found` is AUTHENTIC
+  ByteVector weights;  ///< the same
+};
+
+/// Reads the files of a base path, or what ModelBuffers has entered under it, and compares each MiB
+/// as soon as it is in memory, on the threads that verifyModel has. Memory: both files and the
+/// tags. Throws std::bad_alloc.
+[[nodiscard]] OMBREL_API ProvenModel readProvenModel(const char* base, const unsigned char* key,
+                                                     int keySize);
 
 /// Makes the tags of a pair, whose bytes come in any pieces: those of each file in their order.
 /// Every object has a salt of its own from the system, and so keys of its own.

@@ -55,4 +55,8 @@ class OMBREL_API ModelBuffers {
 OMBREL_API void readModelFile(const std::string& path, const char* extension, void* buffer,
                               std::uint64_t size);
 
+/// The same from `offset` on, in bytes. For different parts it may be called by several threads.
+OMBREL_API void readModelFile(const std::string& path, const char* extension, std::uint64_t offset,
+                              void* buffer, std::uint64_t size);
+
 }  // namespace OMB
