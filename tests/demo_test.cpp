@@ -1,7 +1,8 @@
-// The real networks, compared byte for byte with the engine called directly under the same
-// settings.
+// The demo's networks, and a convolution that an emulator has done in a moment, compared byte for
+// byte with the engine called directly under the same settings.
 #include <cstring>
 #include <memory>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,7 @@
 #include "backend_fixture.h"
 #include "build_constants.h"
 #include "image_file.h"
+#include "networks.h"
 #include "runner_input.h"
 
 namespace OMB {
@@ -60,51 +62,84 @@ class Reference {
   ov::InferRequest request;
 };
 
-class Demo : public test::BackendTest, public testing::WithParamInterface<Network> {
+class EnginesOwn : public test::BackendTest {
  protected:
-  // Every photo in every form gives the engine's own bytes.
-  void compareAll(INNModel& model) const {
+  // Every image in every form gives the engine's own bytes for the network of the base path.
+  static void compareAll(INNModel& model, const std::string& base,
+                         const std::vector<tool::Image>& images) {
     const std::unique_ptr<INNRunner> runner(model.CreateRunner());
     ASSERT_TRUE(runner->IsReady());
-    Reference reference(kDemo + "/" + GetParam().base);
+    Reference reference(base);
     using tool::InputForm;
-    for (const char* photo : GetParam().photos) {
-      const tool::Image image = tool::readImage(kDemo + "/" + photo);
-      ASSERT_EQ(image.size, GetParam().size);
+    for (const tool::Image& image : images) {
       const std::vector<float> expected = reference.run(image);
       for (const InputForm form : {InputForm::U8Hwc, InputForm::U8Chw, InputForm::F32Hwc,
                                    InputForm::F32Chw, InputForm::InputBuffer}) {
         NNData input = tool::makeInput(image, form, *runner);
         const auto output = tool::runOnce(*runner, input, expected.size());
         EXPECT_EQ(std::memcmp(output.data(), expected.data(), output.size_bytes()), 0)
-            << photo << " in form " << static_cast<int>(form);
+            << "image " << &image - images.data() << " in form " << static_cast<int>(form);
       }
     }
   }
+
+  // In the clear, sealed, and by a stored compilation.
+  void compareEveryRoad(const std::string& clear, int outputs,
+                        const std::vector<tool::Image>& images) const {
+    const auto model = load(clear);
+    ASSERT_TRUE(model->IsLoaded());
+    EXPECT_EQ(model->GetOutputSize(), outputs);
+    compareAll(*model, clear, images);
+
+    seal(clear);
+    const auto opened = load(sealed, key);
+    ASSERT_TRUE(opened->IsLoaded());
+    compareAll(*opened, clear, images);
+    auto& compilation = dynamic_cast<INNCompilation&>(*model);
+    const std::string stored = folder / "stored";
+    ASSERT_TRUE(compilation.StoreCompilation(stored.c_str(), key.data(), 16));
+    ASSERT_TRUE(compilation.UseCompilation(stored.c_str(), key.data(), 16));
+    compareAll(*model, clear, images);
+    EXPECT_EQ(compilation.GetRefusedCompilations(), 0);
+  }
 };
 
-TEST_P(Demo, GivesTheEnginesOwnBytesClearAndSealed) {
-  const std::string clear = kDemo + "/" + GetParam().base;
-  const auto model = load(clear);
-  ASSERT_TRUE(model->IsLoaded());
-  EXPECT_EQ(model->GetOutputSize(), GetParam().outputs);
-  compareAll(*model);
+class Demo : public EnginesOwn, public testing::WithParamInterface<Network> {};
 
-  seal(clear);
-  const auto opened = load(sealed, key);
-  ASSERT_TRUE(opened->IsLoaded());
-  compareAll(*opened);
-  auto& compilation = dynamic_cast<INNCompilation&>(*model);
-  const std::string stored = folder / "stored";
-  ASSERT_TRUE(compilation.StoreCompilation(stored.c_str(), key.data(), 16));
-  ASSERT_TRUE(compilation.UseCompilation(stored.c_str(), key.data(), 16));
-  compareAll(*model);
-  EXPECT_EQ(compilation.GetRefusedCompilations(), 0);
+TEST_P(Demo, GivesTheEnginesOwnBytesClearAndSealed) {
+  std::vector<tool::Image> images;
+  for (const char* photo : GetParam().photos) {
+    images.push_back(tool::readImage(kDemo + "/" + photo));
+    ASSERT_EQ(images.back().size, GetParam().size);
+  }
+  compareEveryRoad(kDemo + "/" + GetParam().base, GetParam().outputs, images);
 }
 
 INSTANTIATE_TEST_SUITE_P(Networks, Demo, testing::ValuesIn(kNetworks), [](const auto& network) {
   return std::filesystem::path(network.param.base).filename().string();
 });
+
+// 16 kernels of 5x5 over 3 channels: sums of 75 products, whose bits are those of the order of
+// work.
+TEST_F(EnginesOwn, ConvolutionGivesTheEnginesOwnBytesClearAndSealed) {
+  constexpr int kKernels = 16, kWeights = kKernels * 3 * 5 * 5;
+  test::NetworkWriter network;
+  const auto x = network.input("x", "1,3,12,18");
+  const auto w = network.constant("16,3,5,5", "f32", 0, 4 * kWeights);
+  network.output(network.add("Convolution", "y",
+                             R"(strides="1,1" dilations="1,1" pads_begin="0,0" pads_end="0,0")"
+                             R"( auto_pad="valid")",
+                             {x, w}));
+  std::minstd_rand random;
+  std::string weights(4 * kWeights, '\0');
+  for (std::size_t i = 0; i < weights.size(); i += 4) {
+    const float weight = static_cast<float>(random() % 20001) / 10000 - 1;
+    std::memcpy(&weights[i], &weight, 4);
+  }
+  tool::Image image{{18, 12}, std::vector<unsigned char>(3 * 18 * 12)};
+  for (unsigned char& sample : image.samples) sample = static_cast<unsigned char>(random());
+  compareEveryRoad(pair("convolution", network.text(), weights), kKernels * 8 * 14, {image});
+}
 
 }  // namespace
 }  // namespace OMB
