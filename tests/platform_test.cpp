@@ -18,6 +18,7 @@
 #include "ombrel/platform/byte_vector.h"
 #include "ombrel/platform/crypto.h"
 #include "ombrel/platform/file_utils.h"
+#include "ombrel/version.h"
 
 #include "support.h"
 
@@ -27,6 +28,14 @@ namespace {
 using test::fromHex;
 using test::printedBy;
 using test::TemporaryDirectory;
+
+TEST(Version, OfTheLoadedFrameworkIsThatOfItsHeaders) {
+  EXPECT_EQ(loadedVersion(), OMBREL_VERSION_COMPILED);
+  int parts[3] = {};
+  ASSERT_EQ(std::sscanf(loadedVersionText(), "%d.%d.%d", &parts[0], &parts[1], &parts[2]), 3);
+  EXPECT_EQ(OMBREL_VERSION_NUMBER(parts[0], parts[1], parts[2]), loadedVersion());
+  EXPECT_LT(OMBREL_VERSION_NUMBER(1, 9, 999), OMBREL_VERSION_NUMBER(1, 10, 0));
+}
 
 TEST(FileUtils, SizeIsTheSameInAllForms) {
   const TemporaryDirectory folder;

@@ -35,3 +35,4 @@
 #include "ombrel/plugin/repository.h"
 #include "ombrel/plugin/return_codes.h"
 #include "ombrel/plugin/static_plugin.h"
+#include "ombrel/version.h"

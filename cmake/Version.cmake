@@ -1,0 +1,10 @@
+# The project's version, which the public header has, so that a host's compiler sees the one that the package says.
+set(header ${CMAKE_CURRENT_LIST_DIR}/../include/ombrel/version.h)
+set(OMBREL_HEADER_VERSION "")
+foreach(part IN ITEMS MAJOR MINOR PATCH)
+  file(STRINGS ${header} line REGEX "^#define OMBREL_VERSION_${part} [0-9]+ ")
+  string(REGEX MATCH "[0-9]+" number "${line}")
+  list(APPEND OMBREL_HEADER_VERSION ${number})
+endforeach()
+list(JOIN OMBREL_HEADER_VERSION "." OMBREL_HEADER_VERSION)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${header})
