@@ -1,16 +1,18 @@
-# What `cmake --install` gives: the headers, both libraries, the host program, the engine's files that the
-# backend needs with the list and the manifest beside it, and a CMake package.
+# What `cmake --install` gives, as two components. Runtime is what a product runs with: both libraries, the host program, the
+# engine's files that the backend needs with the list and the manifest beside it, and the notices. Development is what hosts and
+# backends are built with next to it: the headers, a CMake package and the same for pkg-config.
 include(CMakePackageConfigHelpers)
 
 set(OMBREL_INSTALL_CMAKEDIR lib/cmake/Ombrel)
+set(OMBREL_INSTALL_PKGCONFIGDIR lib/pkgconfig)
 set(OMBREL_INSTALL_PLUGINDIR lib/ombrel)
 set(OMBREL_BACKEND_FILE ${CMAKE_SHARED_MODULE_PREFIX}ombrel_openvino${CMAKE_SHARED_MODULE_SUFFIX})
 
 install(TARGETS ombrel EXPORT OmbrelTargets
         RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
-        LIBRARY DESTINATION lib
-        ARCHIVE DESTINATION lib)
-install(DIRECTORY include/ombrel DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
+        LIBRARY DESTINATION lib NAMELINK_COMPONENT Development
+        ARCHIVE DESTINATION lib COMPONENT Development)
+install(DIRECTORY include/ombrel DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT Development FILES_MATCHING PATTERN "*.h")
 
 if(OMBREL_BUILD_BACKEND)
   install(TARGETS ombrel_openvino LIBRARY DESTINATION ${OMBREL_INSTALL_PLUGINDIR})
@@ -47,20 +49,23 @@ if(TARGET ombrel_tool)
     endforeach()")
 endif()
 
-install(EXPORT OmbrelTargets NAMESPACE Ombrel:: DESTINATION ${OMBREL_INSTALL_CMAKEDIR})
+install(EXPORT OmbrelTargets NAMESPACE Ombrel:: DESTINATION ${OMBREL_INSTALL_CMAKEDIR} COMPONENT Development)
 configure_package_config_file(cmake/OmbrelConfig.cmake.in ${PROJECT_BINARY_DIR}/OmbrelConfig.cmake
   INSTALL_DESTINATION ${OMBREL_INSTALL_CMAKEDIR}
   PATH_VARS OMBREL_INSTALL_PLUGINDIR)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/OmbrelConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/OmbrelConfig.cmake ${PROJECT_BINARY_DIR}/OmbrelConfigVersion.cmake
-        DESTINATION ${OMBREL_INSTALL_CMAKEDIR})
+        DESTINATION ${OMBREL_INSTALL_CMAKEDIR} COMPONENT Development)
+configure_file(cmake/ombrel.pc.in ${PROJECT_BINARY_DIR}/ombrel.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/ombrel.pc DESTINATION ${OMBREL_INSTALL_PKGCONFIGDIR} COMPONENT Development)
 
-# Last, since it lists whatever was installed.
+# Last, since it lists whatever was installed: a list for each component that is installed apart, as they may be packages of
+# their own, or one for all.
 include(Parts)
 install(CODE "set(OMBREL_PARTS [==[${OMBREL_PARTS}]==])
   set(OMBREL_VERSION ${PROJECT_VERSION})
-  set(OMBREL_PARTS_LIST ${OMBREL_INSTALL_DOCDIR}/ombrel.spdx.json)")
-install(SCRIPT ${CMAKE_CURRENT_LIST_DIR}/WritePartsList.cmake)
+  set(OMBREL_PARTS_FOLDER ${OMBREL_INSTALL_DOCDIR})" ALL_COMPONENTS)
+install(SCRIPT ${CMAKE_CURRENT_LIST_DIR}/WritePartsList.cmake ALL_COMPONENTS)
 
 # The same as one archive, by cpack: unpacked anywhere it works, as what is installed does after a move.
 if(WIN32)

@@ -1,4 +1,12 @@
 # Run by the installation: writes what was installed, and the parts it is made of, as a list in the SPDX 2.3 format.
+set(title ombrel)
+if(CMAKE_INSTALL_COMPONENT STREQUAL "Development")  # nothing foreign is in it
+  set(title ombrel-dev)
+  set(OMBREL_PARTS "")
+elseif(CMAKE_INSTALL_COMPONENT AND NOT CMAKE_INSTALL_COMPONENT STREQUAL "Runtime")  # another project's
+  return()
+endif()
+set(OMBREL_PARTS_LIST ${OMBREL_PARTS_FOLDER}/${title}.spdx.json)
 
 # Appends {"NAME": "VALUE", ...} of the pairs to the list variable, with EXTRA, which is JSON already, at its end.
 function(ombrel_append_entry list extra)
@@ -20,7 +28,7 @@ macro(ombrel_append_package id name version licence location extra)
   ombrel_append_entry(packages "${extra}" SPDXID SPDXRef-${id} name "${name}" versionInfo "${version}"
     licenseDeclared "${licence}" licenseConcluded NOASSERTION copyrightText NOASSERTION downloadLocation "${location}")
 endmacro()
-ombrel_append_package(Package ombrel ${OMBREL_VERSION} NOASSERTION NOASSERTION "\"filesAnalyzed\": false")
+ombrel_append_package(Package ${title} ${OMBREL_VERSION} NOASSERTION NOASSERTION "\"filesAnalyzed\": false")
 ombrel_append_entry(relations "" spdxElementId SPDXRef-DOCUMENT relationshipType DESCRIBES
   relatedSpdxElement SPDXRef-Package)
 foreach(part IN LISTS OMBREL_PARTS)
@@ -63,7 +71,7 @@ string(SHA256 identity "${digests}")
 string(TIMESTAMP now "%Y-%m-%dT%H:%M:%SZ" UTC)
 file(WRITE "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/${OMBREL_PARTS_LIST}" "{
   \"spdxVersion\": \"SPDX-2.3\", \"dataLicense\": \"CC0-1.0\", \"SPDXID\": \"SPDXRef-DOCUMENT\",
-  \"name\": \"ombrel-${OMBREL_VERSION}\", \"documentNamespace\": \"urn:sha256:${identity}\",
+  \"name\": \"${title}-${OMBREL_VERSION}\", \"documentNamespace\": \"urn:sha256:${identity}\",
   \"creationInfo\": {\"created\": \"${now}\", \"creators\": [\"Tool: ombrel-install\"]},
   \"packages\": [${packages}],
   \"files\": [${files}],

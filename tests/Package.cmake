@@ -22,6 +22,15 @@ if(NOT WIN32)
   set_tests_properties(Package.NeedsNoMoreThanItSays PROPERTIES FIXTURES_REQUIRED installation)
 endif()
 
+if(NOT CMAKE_CROSSCOMPILING AND NOT CMAKE_TOOLCHAIN_FILE)  # the host is built by the compiler as it is
+  find_program(OMBREL_PKG_CONFIG NAMES pkgconf pkg-config)
+  add_test(NAME Package.ComesInTwoComponents COMMAND ${CMAKE_COMMAND} -DBUILD=${PROJECT_BINARY_DIR}
+    "-DPACKAGE=${work}/moved away" -DHOST=${CMAKE_CURRENT_LIST_DIR}/subproject/main.cpp
+    -DWORK=${PROJECT_BINARY_DIR}/tests/components -DCOMPILER=${CMAKE_CXX_COMPILER} -DPKG_CONFIG=${OMBREL_PKG_CONFIG}
+    -P ${CMAKE_CURRENT_LIST_DIR}/components_test.cmake)
+  set_tests_properties(Package.ComesInTwoComponents PROPERTIES FIXTURES_REQUIRED installation)
+endif()
+
 if(NOT CMAKE_CROSSCOMPILING AND OMBREL_BUILD_TESTS)
   add_test(NAME Package.IsPartOfAnotherProject COMMAND ${CMAKE_COMMAND} -DSOURCE=${CMAKE_CURRENT_LIST_DIR}/subproject
     -DOMBREL=${PROJECT_SOURCE_DIR} -DENGINE=${OMBREL_ENGINE_ROOT} -DWORK=${PROJECT_BINARY_DIR}/tests/subproject
