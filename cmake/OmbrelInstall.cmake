@@ -3,15 +3,15 @@
 # backends are built with next to it: the headers, a CMake package and the same for pkg-config.
 include(CMakePackageConfigHelpers)
 
-set(OMBREL_INSTALL_CMAKEDIR lib/cmake/Ombrel)
-set(OMBREL_INSTALL_PKGCONFIGDIR lib/pkgconfig)
-set(OMBREL_INSTALL_PLUGINDIR lib/ombrel)
+set(OMBREL_INSTALL_CMAKEDIR ${OMBREL_LIBDIR}/cmake/Ombrel)
+set(OMBREL_INSTALL_PKGCONFIGDIR ${OMBREL_LIBDIR}/pkgconfig)
+set(OMBREL_INSTALL_PLUGINDIR ${OMBREL_LIBDIR}/ombrel)
 set(OMBREL_BACKEND_FILE ${CMAKE_SHARED_MODULE_PREFIX}ombrel_openvino${CMAKE_SHARED_MODULE_SUFFIX})
 
 install(TARGETS ombrel EXPORT OmbrelTargets
         RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
-        LIBRARY DESTINATION lib NAMELINK_COMPONENT Development
-        ARCHIVE DESTINATION lib COMPONENT Development)
+        LIBRARY DESTINATION ${OMBREL_LIBDIR} NAMELINK_COMPONENT Development
+        ARCHIVE DESTINATION ${OMBREL_LIBDIR} COMPONENT Development)
 install(DIRECTORY include/ombrel DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT Development FILES_MATCHING PATTERN "*.h")
 
 if(OMBREL_BUILD_BACKEND)
@@ -21,7 +21,7 @@ if(OMBREL_BUILD_BACKEND)
 endif()
 if(TARGET ombrel_tool)
   install(TARGETS ombrel_tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-  set(framework lib/$<TARGET_SONAME_FILE_NAME:ombrel>)
+  set(framework ${OMBREL_LIBDIR}/$<TARGET_SONAME_FILE_NAME:ombrel>)
   if(WIN32)
     set(framework ${CMAKE_INSTALL_BINDIR}/$<TARGET_FILE_NAME:ombrel>)
   endif()
@@ -56,12 +56,16 @@ configure_package_config_file(cmake/OmbrelConfig.cmake.in ${PROJECT_BINARY_DIR}/
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/OmbrelConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/OmbrelConfig.cmake ${PROJECT_BINARY_DIR}/OmbrelConfigVersion.cmake
         DESTINATION ${OMBREL_INSTALL_CMAKEDIR} COMPONENT Development)
+file(RELATIVE_PATH OMBREL_PREFIX_OF_PKGCONFIG /${OMBREL_INSTALL_PKGCONFIGDIR} /)
 configure_file(cmake/ombrel.pc.in ${PROJECT_BINARY_DIR}/ombrel.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/ombrel.pc DESTINATION ${OMBREL_INSTALL_PKGCONFIGDIR} COMPONENT Development)
 
 # Last, since it lists whatever was installed: a list for each component that is installed apart, as they may be packages of
 # their own, or one for all.
 include(Parts)
+if(OMBREL_DEBIAN)
+  include(Debian)
+endif()
 install(CODE "set(OMBREL_PARTS [==[${OMBREL_PARTS}]==])
   set(OMBREL_VERSION ${PROJECT_VERSION})
   set(OMBREL_PARTS_FOLDER ${OMBREL_INSTALL_DOCDIR})" ALL_COMPONENTS)

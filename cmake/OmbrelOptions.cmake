@@ -2,11 +2,16 @@
 
 option(OMBREL_BUILD_BACKEND "Build the OpenVINO backend and the host program" ON)
 option(OMBREL_INSTALL "Install; in another's project only where that asks for it" ${PROJECT_IS_TOP_LEVEL})
+option(OMBREL_DEBIAN "Install as packages of Debian want it, and have cpack make them" OFF)
 option(OMBREL_BUILD_TESTS "Build the tests" OFF)
 option(OMBREL_TEST_PACKAGE "Test what is installed, also without the other tests; not with sanitizers" OFF)
 option(OMBREL_BUILD_BENCH "Build the benchmarks (need OpenCV and Google Benchmark)" OFF)
 option(OMBREL_BUILD_FUZZ "Build the fuzz targets" OFF)
 option(OMBREL_WARNINGS_AS_ERRORS "Treat warnings as errors; off for whoever only builds the project" OFF)
+set(OMBREL_LIBDIR lib)  # below the prefix, in the build tree as well
+if(OMBREL_DEBIAN)
+  set(OMBREL_LIBDIR lib/${CMAKE_LIBRARY_ARCHITECTURE})
+endif()
 set(OMBREL_SANITIZE "" CACHE STRING "Sanitizers to build with, as in -fsanitize=")
 option(OMBREL_HARDEN "Build what makes a fault harder to use for an attack; not with sanitizers" ON)
 set(OMBREL_ENGINE_ROOT ${PROJECT_SOURCE_DIR}/.deps/python/openvino CACHE PATH

@@ -52,6 +52,9 @@ set(number 0)
 set(digests "")
 list(REMOVE_DUPLICATES CMAKE_INSTALL_MANIFEST_FILES)
 foreach(installed IN LISTS CMAKE_INSTALL_MANIFEST_FILES)
+  if(NOT EXISTS "$ENV{DESTDIR}${installed}")  # a link to what the other component has
+    continue()
+  endif()
   cmake_path(RELATIVE_PATH installed BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX} OUTPUT_VARIABLE name)
   file(SHA1 "$ENV{DESTDIR}${installed}" sha1)  # which the format asks for
   file(SHA256 "$ENV{DESTDIR}${installed}" sha256)

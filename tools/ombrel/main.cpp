@@ -94,9 +94,9 @@ void addKeyOptions(CLI::App& app, KeySource& source) {
 }
 
 void addPackageOptions(CLI::App& app, PackageOptions& options) {
-  app.add_option(
-         "--plugin", options.manifest,
-         "manifest of the plug-in; ../lib/ombrel/openvino.json from this program unless given")
+  app.add_option("--plugin", options.manifest,
+                 "manifest of the plug-in; " OMBREL_PLUGINS
+                 "/openvino.json from this program unless given")
       ->type_name("MANIFEST");
   CLI::Option* const trust =
       app.add_option("--trust", options.trust,

@@ -62,7 +62,7 @@ void requireNoDoubt(const PackageVerifier& package, bool strict) {
 
 std::filesystem::path defaultManifest() {
   const std::filesystem::path program = programFile();
-  return (program.parent_path() / "../lib/ombrel/openvino.json").lexically_normal();
+  return (program.parent_path() / OMBREL_PLUGINS "/openvino.json").lexically_normal();
 }
 
 Manifest loadManifest(const PackageOptions& options) {
