@@ -53,7 +53,7 @@ function(ombrel_source_part name licence folder)
   set(OMBREL_PARTS "${OMBREL_PARTS}" PARENT_SCOPE)
 endfunction()
 
-# The engine: its wheel, whose digest is the one that bootstrap asked for.
+# The engine: its wheel, whose digest is the one that bootstrap asked for, unless another engine was named.
 function(ombrel_engine_part)
   file(READ ${PROJECT_SOURCE_DIR}/scripts/requirements-engine.txt list)
   string(REGEX MATCHALL "sha256:[0-9a-f]+" digests "${list}")
@@ -67,6 +67,9 @@ function(ombrel_engine_part)
   string(REPLACE "sha256:" "" digest ${digest})
   file(GLOB metadata ${OMBREL_ENGINE_ROOT}/../openvino-*.dist-info)
   string(REGEX REPLACE ".*openvino-(.*)\\.dist-info$" "\\1" version "${metadata}")
+  if(NOT list MATCHES "openvino==${version} ")
+    set(digest "")
+  endif()
   ombrel_part(openvino "${version}" Apache-2.0 pkg:pypi/openvino@${version} ${metadata}/licenses SHA256 ${digest})
   # Of the wheel, and with their licences in it.
   ombrel_part(oneTBB NOASSERTION Apache-2.0 pkg:pypi/openvino@${version})
