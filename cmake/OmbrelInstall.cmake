@@ -56,7 +56,12 @@ configure_package_config_file(cmake/OmbrelConfig.cmake.in ${PROJECT_BINARY_DIR}/
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/OmbrelConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/OmbrelConfig.cmake ${PROJECT_BINARY_DIR}/OmbrelConfigVersion.cmake
         DESTINATION ${OMBREL_INSTALL_CMAKEDIR} COMPONENT Development)
-file(RELATIVE_PATH OMBREL_PREFIX_OF_PKGCONFIG /${OMBREL_INSTALL_PKGCONFIGDIR} /)
+file(RELATIVE_PATH OMBREL_PREFIX_OF_PKGCONFIG /prefix/${OMBREL_INSTALL_PKGCONFIGDIR} /prefix)
+string(REGEX REPLACE "/$" "" OMBREL_PREFIX_OF_PKGCONFIG "${OMBREL_PREFIX_OF_PKGCONFIG}")
+set(OMBREL_BACKEND_OF_PKGCONFIG "")
+if(OMBREL_BUILD_BACKEND)
+  set(OMBREL_BACKEND_OF_PKGCONFIG "\${plugindir}/${OMBREL_BACKEND_FILE}")
+endif()
 configure_file(cmake/ombrel.pc.in ${PROJECT_BINARY_DIR}/ombrel.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/ombrel.pc DESTINATION ${OMBREL_INSTALL_PKGCONFIGDIR} COMPONENT Development)
 
