@@ -193,6 +193,9 @@ class Program(unittest.TestCase):
             generator = pathlib.Path(__file__).parent.parent / "tools/ombrel/make-manual"
             return subprocess.run([generator, kind, program], capture_output=True, text=True, check=True).stdout
 
+        self.succeed("--version")
+        self.assertRegex(self.out, r"\Aombrel [0-9.]+\nengine: OpenVINO 20[0-9]+\.[0-9]+\.[0-9]+, which this build was made "
+                                   r"with\nmodel IV: .+\nkey mask: .+\n\Z")
         self.assertIn("\n.SH OMBREL RUN\n", make("man"))
         self.assertIn("\n.B \\-\\-size WxH\nwidth and height of", make("man"))
         for words, offered in (("ver", "verify"), ("run --fenced-", ""), ("run --fe", "--fenced --fence-limit"),

@@ -308,7 +308,7 @@ class CommandLine {
     app.allow_windows_style_options(false);  // a slash begins a path
     app.require_subcommand(1);
     app.footer(exitCodeTable());
-    app.set_version_flag("--version", "ombrel " OMBREL_VERSION "\n" OMBREL_SECRETS);
+    app.set_version_flag("--version", "ombrel " OMBREL_VERSION "\n" OMBREL_BUILT_WITH);
     add("run", "Run a network on images and show the best classes", addRun, runOptions);
     add("bench", "Measure how fast a network runs", addBench, benchOptions);
     add("info", "Tell what a network takes and gives", addInfo, infoOptions);
