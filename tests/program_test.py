@@ -439,6 +439,33 @@ class Program(unittest.TestCase):
                 self.assertEqual(running.wait(), -number)
                 self.assertEqual(list(self.folder.glob("new*")), [])
 
+    def test_tells_a_terminal_how_far_it_has_come(self):
+        def seen(arguments, until):
+            main, other = os.openpty()
+            running = subprocess.Popen([program, *arguments.split()], cwd=self.folder, stdout=subprocess.DEVNULL,
+                                       stderr=other)
+            os.close(other)
+            self.addCleanup(os.close, main)
+            text = b""
+            while not re.search(until, text):
+                try:
+                    text += os.read(main, 1000)
+                except OSError:  # it has ended
+                    break
+            running.terminate()
+            running.wait()
+            return text
+
+        for name in ("net.bin", "large"):
+            with (self.folder / name).open("wb") as file:
+                file.truncate((1 << 31) - 32)
+        line = rb"\A\r\[#* *\] [0-9]+ of 20[0-9]+ MiB "
+        self.assertRegex(seen("digest large", rb"MiB digested"), line + rb"digested")
+        self.assertRegex(seen("seal net new --key-file key", rb"MiB sealed"), line + rb"sealed")
+        # It goes again, and nothing is said of what takes no time.
+        self.assertRegex(seen("bench net --seconds 0.3 " + PLAIN, b"never"), rb"\A\r\[ *\] .* of 0.3 s(.*\r)* +\r\Z")
+        self.assertEqual(seen("digest m.json", b"never"), b"")
+
     def test_seals_a_pair_and_measures_several_runners(self):
         self.succeed(f"seal net new --key {KEY}")
         sealed = [(self.folder / f"new.{end}").read_bytes() for end in ("xml", "bin")]

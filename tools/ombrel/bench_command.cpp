@@ -13,7 +13,7 @@
 #include "input_size.h"
 #include "json_text.h"
 #include "latencies.h"
-#include "terminal.h"
+#include "progress.h"
 
 namespace OMB::tool {
 namespace {
@@ -71,14 +71,15 @@ std::vector<Worker> makeWorkers(const ModelSession& session, int count, ImageSiz
 }
 
 void showProgress(double seconds) {
-  if (!errorIsTerminal()) return;
+  ProgressLine line;
+  if (!line.isShown()) return;
   const Clock::time_point start = Clock::now();
   for (double passed = 0; passed < seconds; passed = Seconds(Clock::now() - start).count()) {
-    std::fprintf(stderr, "\r[%s] %.1f of %.1f s ", drawBar(passed / seconds, 40).c_str(), passed,
-                 seconds);
+    char text[64];
+    std::snprintf(text, sizeof(text), "%.1f of %.1f s", passed, seconds);
+    line.draw(passed / seconds, text);
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
   }
-  std::fprintf(stderr, "\r%*s\r", 70, "");
 }
 
 Latencies collect(std::vector<Worker>& workers) {

@@ -6,12 +6,13 @@
 #include <limits>
 #include <span>
 
-#include "ombrel/platform/crypto.h"
 #include "ombrel/platform/file_utils.h"
 #include "ombrel/platform/hex.h"
 
 #include "files.h"
+#include "progress.h"
 #include "signing.h"
+#include "system/digest.h"
 #include "system_calls.h"
 #include "tool_error.h"
 
@@ -35,6 +36,32 @@ void requireInside(const std::filesystem::path& file, std::int64_t size, ByteRan
   if (std::int64_t{range.offset} + range.length > size) {
     fail(file, "has only " + std::to_string(size) + " bytes, the range goes beyond them");
   }
+}
+
+/// SHA-256 of a part of a file, which is not held whole.
+Sha256 hashPart(const std::filesystem::path& file, ByteRange part) {
+  system::Digest sha;
+  std::uint32_t length = 0;
+  bool works = sha.open() >= 0 && sha.getObjectLength() >= 0 && sha.allocateObject() &&
+               sha.getDigestLength(length) >= 0 && sha.allocateDigest() && sha.create() >= 0;
+  const std::uint64_t end = std::uint64_t{part.offset} + part.length;
+  std::uint64_t seen = 0;
+  ByteProgress progress("digested", end);
+  readInPieces(
+      file,
+      [&](std::span<const unsigned char> piece) {
+        const std::uint64_t before = part.offset > seen ? part.offset - seen : 0;
+        const auto inside = piece.subspan(std::min<std::uint64_t>(before, piece.size()));
+        works = works && sha.add(inside.data(), static_cast<std::uint32_t>(inside.size())) >= 0;
+        seen += piece.size();
+        progress.add(piece.size());
+      },
+      end);
+  requireInside(file, static_cast<std::int64_t>(seen), part);  // it may have become shorter
+  Sha256 digest{};
+  if (!works || sha.finish() < 0 || length != digest.size()) fail(file, "cannot be hashed");
+  std::copy_n(sha.value(), digest.size(), digest.begin());
+  return digest;
 }
 
 std::string fileName(const std::filesystem::path& library) {
@@ -181,14 +208,7 @@ ManifestDigest digestFile(const std::filesystem::path& file,
   const ByteRange part = range ? *range : wholeFile(file, size);
   requireInside(file, size, part);
 
-  ByteVector bytes(std::size_t{part.offset} + part.length);
-  Utility::readAllFile(file.string(), bytes.data(), bytes.size());
-  const ByteVector hash =
-      Crypto::hashBuffer(bytes.data() + part.offset, static_cast<int>(part.length));
-  ManifestDigest digest{{}, part.offset, part.length};
-  if (hash.size() != digest.sha256.size()) fail(file, "cannot be hashed");
-  std::copy(hash.begin(), hash.end(), digest.sha256.begin());
-  return digest;
+  return {hashPart(file, part), part.offset, part.length};
 }
 
 ExitCode digestCommand(const DigestOptions& options) {

@@ -46,14 +46,17 @@ constexpr std::size_t kMostBytes = std::size_t{1} << 30;
 
 /// The pieces are wiped, as a model in the clear may be in them.
 void readAll(const Descriptor& file, const std::string& name, ExitCode code,
-             const std::function<void(std::span<const unsigned char>)>& take) {
+             const std::function<void(std::span<const unsigned char>)>& take,
+             std::uint64_t most = UINT64_MAX) {
   ByteVector piece(kPieceBytes);
-  for (;;) {
-    const auto got = read(file.get(), piece.data(), static_cast<unsigned int>(piece.size()));
+  while (most > 0) {
+    const auto wanted = static_cast<unsigned int>(std::min<std::uint64_t>(piece.size(), most));
+    const auto got = read(file.get(), piece.data(), wanted);
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) throw ToolError(code, "cannot read " + name + ": " + std::strerror(errno));
     if (got == 0) return;
     take(std::span(piece).first(static_cast<std::size_t>(got)));
+    most -= static_cast<std::uint64_t>(got);
   }
 }
 
@@ -85,12 +88,13 @@ std::string reasonNotRead(const std::filesystem::path& file) {
 }
 
 void readInPieces(const std::filesystem::path& name,
-                  const std::function<void(std::span<const unsigned char>)>& take) {
+                  const std::function<void(std::span<const unsigned char>)>& take,
+                  std::uint64_t most) {
   const Descriptor file(openToRead(name));
   if (!file) {
     throw ToolError(ExitCode::File, "cannot open " + name.string() + ": " + std::strerror(errno));
   }
-  readAll(file, name.string(), ExitCode::File, take);
+  readAll(file, name.string(), ExitCode::File, take, most);
 }
 
 PendingFile::PendingFile(const std::filesystem::path& place, Dash dash) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <initializer_list>
@@ -28,10 +29,11 @@ std::string readTextFile(const std::filesystem::path& file);
 /// Why the file cannot be read, in the system's words behind a colon; empty if it can.
 std::string reasonNotRead(const std::filesystem::path& file);
 
-/// Gives all that the file holds, in its order; a piece stays as it is during its call. Throws
-/// ToolError if it cannot be read to its end.
+/// Gives what the file holds, or the first `most` bytes of it, in its order; a piece stays as it is
+/// during its call. Throws ToolError if it cannot be read to its end.
 void readInPieces(const std::filesystem::path& file,
-                  const std::function<void(std::span<const unsigned char>)>& take);
+                  const std::function<void(std::span<const unsigned char>)>& take,
+                  std::uint64_t most = UINT64_MAX);
 
 /// A file in the making. It is written beside its place under a name of its own and gets its name
 /// at the end, when its bytes are on the disk, so a run that fails or is ended by a signal leaves

@@ -13,6 +13,7 @@
 #include "authenticate_command.h"
 #include "encryptor.h"
 #include "key.h"
+#include "progress.h"
 #include "system_calls.h"
 #include "tool_error.h"
 
@@ -43,9 +44,10 @@ void requireDistinct(const std::filesystem::path& in, const std::filesystem::pat
 }
 
 /// The way of a sealed file's bytes, into the file and under the tags.
-Sink into(PendingFile& file, ModelAuthenticator& tags, EModelFile which) {
-  return [&file, &tags, which](std::span<const std::byte> bytes) {
+Sink into(PendingFile& file, ModelAuthenticator& tags, EModelFile which, ByteProgress& progress) {
+  return [&file, &tags, which, &progress](std::span<const std::byte> bytes) {
     file.write(bytes);
+    progress.add(bytes.size());
     tags.Add(which, {reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()});
   };
 }
@@ -74,15 +76,19 @@ void sealPair(const std::string& inBase, const std::string& outBase, const ByteV
   const std::filesystem::path in[] = {pathOf(inBase + ".xml"), pathOf(inBase + ".bin")};
   const std::filesystem::path out[] = {pathOf(outBase + ".xml"), pathOf(outBase + ".bin"),
                                        pathOf(outBase + kTagsSuffix)};
+  std::uint64_t total = 0;
   for (const auto& input : in) {
     for (const auto& output : out) requireDistinct(input, output);
-    requireLength(input, Utility::fileSize(input.string()));
+    const std::int64_t size = Utility::fileSize(input.string());
+    requireLength(input, size);
+    total += static_cast<std::uint64_t>(size);
   }
   PendingFile text(out[0]), weights(out[1]), tags(out[2]);
   const ByteVector tagsKey = effectiveKey(key);
   ModelAuthenticator authenticator(tagsKey.data(), static_cast<int>(tagsKey.size()));
-  sealFile(in[0], into(text, authenticator, EModelFile::TEXT), key);
-  sealFile(in[1], into(weights, authenticator, EModelFile::WEIGHTS), key);
+  ByteProgress progress("sealed", total);
+  sealFile(in[0], into(text, authenticator, EModelFile::TEXT, progress), key);
+  sealFile(in[1], into(weights, authenticator, EModelFile::WEIGHTS, progress), key);
   writeTags(authenticator, tags);
   // The tags first: whatever ends the program in between leaves none that a load would pass by.
   commitTogether({&tags, &weights, &text});
