@@ -80,6 +80,28 @@ class Program(unittest.TestCase):
                                    r"  second +0.0118\n(.*\n)*  first +0.0000\n\Z")
         self.assertIn("labels has 2 labels, the network puts out 24 values", self.error)
 
+    def test_saves_what_it_says_as_pictures(self):
+        self.succeed(f"run net a.ppm b.ppm --save new/folder --top 2 {PLAIN}")
+        self.assertRegex(self.out, r"\Aa.ppm  .* ms\n(  class .*\n){2}  drawn in new/folder/a.png\nb.ppm ")
+        drawn = [(self.folder / f"new/folder/{name}.png").read_bytes() for name in "ab"]
+        self.assertEqual(drawn[0][:8], b"\x89PNG\r\n\x1a\n")
+        self.assertNotEqual(*drawn)
+        self.succeed(f"run net new/folder/a.png --json --save again {PLAIN}")
+        self.assertEqual(json.loads(self.out)["images"][0]["picture"], "again/a.png")
+        shutil.copy(self.folder / "new/folder/a.png", self.folder)
+        (self.folder / "again/a.png").unlink()
+        (self.folder / "again/a.png").mkdir()
+        for options, code, message in (("a.png --save .", FILE, "will not overwrite the input a.png"),
+                                       ("a.png a.ppm --save x", USAGE, "a.png and a.ppm would both be saved as x/a.png"),
+                                       ("- --save x", USAGE, "--save has no name for standard input"),
+                                       ("a.ppm --save a.png", FILE, "cannot make the folder a.png: "),
+                                       ("a.ppm --save again", FILE, "cannot write again/a.png: it is a folder")):
+            with self.subTest(options):
+                self.assertEqual(self.run_program(f"run net {options} {PLAIN}"), code)
+                self.assertRegex(self.error, r"\Aombrel: [^\n]*\n\Z")
+                self.assertIn(message, self.error)
+                self.assertFalse((self.folder / "x").exists())
+
     def test_ends_each_failure_with_its_code_and_one_line(self):
         (self.folder / "bad.json").write_text("{}")
         (self.folder / "text").mkdir()
@@ -350,6 +372,9 @@ class Program(unittest.TestCase):
             expected = self.raw_output(options)
             self.assertEqual(self.run_fenced("net", f"--raw raw {options}", "m.json"), SUCCESS, self.error)
             self.assertEqual((self.folder / "raw").read_bytes(), expected.tobytes())
+        self.assertEqual(self.run_fenced("net", "--save fenced", "m.json"), SUCCESS, self.error)
+        self.succeed(f"run net a.ppm --save plain {PLAIN}")
+        self.assertEqual(*((self.folder / place / "a.png").read_bytes() for place in ("fenced", "plain")))
         for arguments, code, message in (("fails", RUN, "the echo fails, in two lines"),
                                          ("no", MODEL, "no.xml is missing or empty"),
                                          ("net --threads 13", RUNNER, "not ready")):

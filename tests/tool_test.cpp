@@ -1,4 +1,5 @@
 // The parts of the host program.
+#include <cmath>
 #include <cstring>
 #include <numeric>
 #include <optional>
@@ -11,12 +12,14 @@
 #include "ombrel/platform/crypto.h"
 
 #include "build_constants.h"
+#include "drawn_answer.h"
 #include "exif_orientation.h"
 #include "files.h"
 #include "image_file.h"
 #include "input_size.h"
 #include "key.h"
 #include "latencies.h"
+#include "output_form.h"
 #include "seal_command.h"
 #include "support.h"
 #include "tool_error.h"
@@ -210,7 +213,7 @@ class DescribedModel final : public INNModel, public INNDescription {
   EDataType GetDataType() override { return EDataType::FP32; }
   ImageUtils::ELayoutType GetLayout() override { return ImageUtils::ELayoutType::CHW; }
   std::vector<NNTensorInfo> GetInputs() override { return {{"x", ETensorType::FP32, shape}}; }
-  std::vector<NNTensorInfo> GetOutputs() override { return {}; }
+  std::vector<NNTensorInfo> GetOutputs() override { return GetInputs(); }
 
  private:
   std::vector<std::size_t> shape;
@@ -235,6 +238,58 @@ TEST(InputSize, IsTheModelsOwnAndNoOther) {
   EXPECT_EQ(codeOf(grey, size), ExitCode::Run);
   EXPECT_EQ(codeOf(row, std::nullopt), ExitCode::Usage);
   EXPECT_EQ(codeOf(open, std::nullopt), ExitCode::Usage);
+}
+
+TEST(DrawnAnswer, LiesWhereTheNetworkSawIt) {
+  constexpr ImageSize size{8, 4};
+  const Image photo{{640, 320}, std::vector<unsigned char>(sampleCount({640, 320}), 100)};
+  const auto brightness = [](const Image& image, std::size_t x, std::size_t y) {
+    const std::size_t at = (y * static_cast<std::size_t>(image.size.width) + x) * 3;
+    return image.samples[at] + image.samples[at + 1] + image.samples[at + 2];
+  };
+  const auto draw = [&](const OutputForm& form, const std::vector<float>& values) {
+    const Image drawn = drawAnswer(photo, form, values, {"first"}, 5);
+    EXPECT_GT(drawn.size.height, 320);
+    return drawn;
+  };
+  // The only high value is that of the right lower corner.
+  const OutputForm map{1, 2, 2, size}, areas{2, 2, 2, size}, boxes{1, 2, 7, size},
+      row{1, 1, 4, size};
+  EXPECT_EQ(kindOf(map), OutputKind::Map);
+  const Image heat = draw(map, {0, 0, 0, 1});
+  EXPECT_GT(brightness(heat, 600, 300), 400);
+  EXPECT_LT(brightness(heat, 40, 20), 300);
+  EXPECT_EQ(kindOf(areas), OutputKind::Areas);
+  const Image coloured = draw(areas, {1, 1, 1, 0, 0, 0, 0, 1});
+  EXPECT_EQ(brightness(coloured, 20, 20), brightness(coloured, 600, 20));
+  EXPECT_NE(brightness(coloured, 20, 20), brightness(coloured, 600, 300));
+  EXPECT_EQ(kindOf(boxes), OutputKind::Boxes);
+  const Image box = draw(boxes, {0, 0, 0.9F, 0.5F, 0.5F, 1, 1, 0, 1, 0.4F, 0, 0, 0.5F, 0.5F});
+  EXPECT_NE(brightness(box, 321, 200), 300);
+  EXPECT_EQ(brightness(box, 400, 240), 300);
+  EXPECT_EQ(brightness(box, 1, 80), 300);
+  EXPECT_EQ(kindOf(row), OutputKind::Classes);
+  EXPECT_EQ(brightness(draw(row, {1, 2, 3, 4}), 639, 319), 300);
+  // Whatever the numbers are, nothing is drawn outside.
+  for (const float bad : {NAN, INFINITY, -INFINITY, 1e30F, -1e30F}) {
+    for (const OutputForm& form : {map, areas, boxes, row}) {
+      draw(form, std::vector(form.size(), bad));
+      std::vector<float> mixed(form.size(), 0.75F);
+      mixed.back() = bad;
+      draw(form, mixed);
+    }
+  }
+}
+
+TEST(OutputForm, IsAsTheModelTells) {
+  const ImageSize size{4, 2};
+  DescribedModel wide({1, 3, 4, 5}), flat({1, 7}), deep({2, 3, 4, 5}), open({1, 0, 4, 5});
+  EXPECT_EQ(formOf(wide, 60, size), (OutputForm{3, 4, 5, size}));
+  EXPECT_EQ(formOf(flat, 7, size), (OutputForm{1, 1, 7, size}));
+  for (DescribedModel* const other : {&wide, &open, &deep}) {
+    EXPECT_EQ(formOf(*other, 120, size), (OutputForm{1, 1, 120, size}));
+  }
+  EXPECT_EQ((OutputForm{UINT32_MAX, UINT32_MAX, UINT32_MAX, size}).size(), UINT64_MAX);
 }
 
 TEST(Latencies, AreRankedByShare) {

@@ -12,6 +12,10 @@ OwnAnswers::OwnAnswers(Question& question, const ImagesOfSize& read)
       size(chooseSize(session.get(), question.size)),
       images(read(size)) {}
 
+OutputForm OwnAnswers::outputForm() {
+  return formOf(session.get(), session.outputSize(), size);
+}
+
 Answer OwnAnswers::next() {
   if (runner == nullptr) {
     runner = session.createRunner();

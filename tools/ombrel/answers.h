@@ -10,6 +10,7 @@
 
 #include "image_file.h"
 #include "model_session.h"
+#include "output_form.h"
 #include "runner_input.h"
 
 namespace OMB::tool {
@@ -37,8 +38,8 @@ class Answers {
   Answers& operator=(const Answers&) = delete;
   virtual ~Answers() = default;
 
-  /// Number of values of each answer, known once the model is loaded.
-  virtual std::size_t outputSize() = 0;
+  /// How the values of each answer lie, known once the model is loaded.
+  virtual OutputForm outputForm() = 0;
   /// The next image's, in their order: no more often than there are images.
   virtual Answer next() = 0;
 };
@@ -49,7 +50,7 @@ class OwnAnswers final : public Answers {
  public:
   OwnAnswers(Question& question, const ImagesOfSize& read);
 
-  std::size_t outputSize() override { return session.outputSize(); }
+  OutputForm outputForm() override;
   Answer next() override;
 
   std::size_t imageCount() const { return images.size(); }

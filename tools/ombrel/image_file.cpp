@@ -33,14 +33,7 @@ std::int32_t scaled(std::int32_t length, std::int32_t numerator, std::int32_t de
 }
 
 Rectangle middlePart(ImageSize image, ImageSize proportions) {
-  ImageSize part = image;
-  if (std::int64_t{image.width} * proportions.height >
-      std::int64_t{image.height} * proportions.width) {
-    part.width = std::min(image.width, scaled(image.height, proportions.width, proportions.height));
-  } else {
-    part.height =
-        std::min(image.height, scaled(image.width, proportions.height, proportions.width));
-  }
+  const ImageSize part = middleSize(image, proportions);
   return {(image.width - part.width) / 2, (image.height - part.height) / 2, part};
 }
 
@@ -100,6 +93,18 @@ Image readImage(const std::filesystem::path& file) {
   if (!samples) failDecoding(file, bytes);
   Image stored{size, {samples.get(), samples.get() + sampleCount(size)}};
   return turnUpright(std::move(stored), exifOrientation(bytes));
+}
+
+ImageSize middleSize(ImageSize image, ImageSize proportions) {
+  ImageSize part = image;
+  if (std::int64_t{image.width} * proportions.height >
+      std::int64_t{image.height} * proportions.width) {
+    part.width = std::min(image.width, scaled(image.height, proportions.width, proportions.height));
+  } else {
+    part.height =
+        std::min(image.height, scaled(image.width, proportions.height, proportions.width));
+  }
+  return part;
 }
 
 Image fitImage(const Image& image, ImageSize size) {

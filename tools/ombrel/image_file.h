@@ -39,6 +39,9 @@ inline std::size_t sampleCount(ImageSize size) {
 /// input. Throws ToolError.
 Image readImage(const std::filesystem::path& file);
 
+/// Size of the largest middle part of an image of the size `image` that has these proportions.
+ImageSize middleSize(ImageSize image, ImageSize proportions);
+
 /// The largest middle part of `image` with the proportions of `size`, resized to `size`. A part
 /// that has the size already is taken over sample by sample.
 Image fitImage(const Image& image, ImageSize size);

@@ -162,6 +162,11 @@ Command addRun(CLI::App& app, RunOptions& options, KeySource& key) {
                  "write the output of all images, 32-bit floats, one image after another; classes "
                  "are then shown only with --labels or --top; - is standard output")
       ->type_name("FILE");
+  app.add_option("--save", options.pictures,
+                 "write each image as a PNG of its name into this folder, with the best classes "
+                 "below it or, of an output that is a map, planes of areas or rows of boxes "
+                 "(image, class, confidence, two corners), with that drawn on it")
+      ->type_name("DIR");
   app.add_flag("--json", options.json, "print the answers as JSON");
   app.footer(
       "The time shown is that of one run after one to warm up, with the conversion of the "

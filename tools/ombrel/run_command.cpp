@@ -1,24 +1,22 @@
 #include "run_command.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 #include <memory>
-#include <numeric>
+#include <optional>
 #include <span>
-#include <sstream>
 #include <string>
 #include <utility>
 
 #include "fenced_answers.h"
 #include "files.h"
 #include "json_text.h"
+#include "ranking.h"
+#include "saved_pictures.h"
 #include "tool_error.h"
 
 namespace OMB::tool {
 namespace {
-
-using Labels = std::vector<std::string>;
 
 std::vector<Image> readImages(const std::vector<std::filesystem::path>& files, ImageSize size) {
   std::vector<Image> images;
@@ -53,47 +51,16 @@ ImagesOfSize prepareImages(const RunOptions& options) {
   };
 }
 
-/// One label a line.
-Labels readLabels(const std::filesystem::path& file) {
-  if (file.empty()) return {};
-  std::istringstream lines(readTextFile(file));
-  Labels labels;
-  for (std::string line; std::getline(lines, line);) {
-    if (line.ends_with('\r')) line.pop_back();
-    labels.push_back(line);
-  }
-  return labels;
-}
-
 void compareCounts(const RunOptions& options, const Labels& labels, std::size_t outputs) {
   if (options.labels.empty() || labels.size() == outputs) return;
   std::fprintf(stderr, "ombrel: note: %s has %zu labels, the network puts out %zu values\n",
                options.labels.string().c_str(), labels.size(), outputs);
 }
 
-std::string labelOf(const Labels& labels, std::size_t index) {
-  return index < labels.size() ? labels[index] : "class " + std::to_string(index);
-}
-
 /// Width on a terminal, near enough: the number of characters of an UTF-8 text.
 std::size_t displayWidth(const std::string& text) {
   return static_cast<std::size_t>(
       std::count_if(text.begin(), text.end(), [](char byte) { return (byte & 0xC0) != 0x80; }));
-}
-
-/// The `count` best values' indices, the best first. NaN is worse than any number.
-std::vector<std::size_t> bestIndices(std::span<const float> values, std::size_t count) {
-  std::vector<std::size_t> indices(values.size());
-  std::iota(indices.begin(), indices.end(), std::size_t{0});
-  const auto end = indices.begin() + static_cast<std::ptrdiff_t>(std::min(count, indices.size()));
-  const auto rank = [&](std::size_t index) {
-    return std::isnan(values[index]) ? -std::numeric_limits<float>::infinity() : values[index];
-  };
-  std::partial_sort(indices.begin(), end, indices.end(), [&](std::size_t left, std::size_t right) {
-    return rank(left) > rank(right) || (rank(left) == rank(right) && left < right);
-  });
-  indices.erase(end, indices.end());
-  return indices;
 }
 
 void printBest(std::span<const float> values, const Labels& labels,
@@ -105,10 +72,7 @@ void printBest(std::span<const float> values, const Labels& labels,
   for (const std::size_t index : best) {
     const std::string label = labelOf(labels, index);
     const std::string padding(width - displayWidth(label), ' ');
-    const float value = values[index];
-    const bool plain = value == 0 || (std::fabs(value) >= 1e-4F && std::fabs(value) < 1e6F);
-    std::printf(plain ? "  %s%s  %9.4f\n" : "  %s%s  %9.3g\n", label.c_str(), padding.c_str(),
-                static_cast<double>(value));
+    std::printf("  %s%s  %9s\n", label.c_str(), padding.c_str(), valueText(values[index]).c_str());
   }
 }
 
@@ -123,6 +87,8 @@ nlohmann::ordered_json bestAsJson(std::span<const float> values, const Labels& l
   }
   return list;
 }
+
+constexpr std::size_t kShownClasses = 5;
 
 /// What is said of each image, on standard output or, where that is taken by raw output, nowhere.
 class Report {
@@ -142,6 +108,16 @@ class Report {
     }
   }
 
+  /// Of the image that was added last.
+  void addPicture(const std::filesystem::path& place) {
+    if (options.rawOutput == "-") return;
+    if (options.json) {
+      images.back()["picture"] = place.string();
+    } else {
+      std::printf("  drawn in %s\n", place.string().c_str());
+    }
+  }
+
   void finish() const {
     if (!options.json) return;
     const nlohmann::ordered_json object = {{"model", options.question.model.modelBase},
@@ -153,7 +129,7 @@ class Report {
   // Raw output is for programs; whoever wants classes as well says so.
   std::size_t shownClasses() const {
     const bool shown = options.rawOutput.empty() || options.top || !labels.empty();
-    return shown ? options.top.value_or(5) : 0;
+    return shown ? options.top.value_or(kShownClasses) : 0;
   }
 
   const RunOptions& options;
@@ -180,6 +156,10 @@ std::unique_ptr<Answers> makeAnswers(RunOptions& options, const ImagesOfSize& im
 
 ExitCode runCommand(RunOptions& options) {
   requireOneUseOfStreams(options);
+  std::optional<SavedPictures> pictures;
+  if (!options.pictures.empty()) {
+    pictures.emplace(options.pictures, options.images, options.top.value_or(kShownClasses));
+  }
   const ImagesOfSize images = prepareImages(options);
   const Labels labels = readLabels(options.labels);
   std::unique_ptr<PendingFile> raw;
@@ -188,13 +168,15 @@ ExitCode runCommand(RunOptions& options) {
   }
 
   const std::unique_ptr<Answers> answers = makeAnswers(options, images);
-  compareCounts(options, labels, answers->outputSize());
+  const OutputForm form = answers->outputForm();
+  compareCounts(options, labels, static_cast<std::size_t>(form.size()));
 
   Report report(options, labels);
-  for (const std::filesystem::path& image : options.images) {
+  for (std::size_t i = 0; i < options.images.size(); ++i) {
     const Answer answer = answers->next();
-    report.add(image, answer);
+    report.add(options.images[i], answer);
     if (raw) raw->write(std::as_bytes(answer.values));
+    if (pictures) report.addPicture(pictures->save(i, form, answer, labels));
   }
   report.finish();
   if (raw) raw->commit();

@@ -16,6 +16,7 @@ struct RunOptions {
   std::vector<std::filesystem::path> images;  ///< "-" is standard input
   std::filesystem::path labels;               ///< empty: none
   std::filesystem::path rawOutput;  ///< empty: none; "-": in the place of all that is printed
+  std::filesystem::path pictures;   ///< folder for the answers as pictures; empty: none
   std::optional<std::size_t> top;   ///< how many classes are printed
   bool json = false;                ///< instead of lines
   bool fenced = false;              ///< see makeFencedAnswers

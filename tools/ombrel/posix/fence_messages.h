@@ -13,7 +13,7 @@
 namespace OMB::tool {
 
 enum class Told : std::uint32_t {
-  OutputSize,  ///< std::uint64_t
+  OutputForm,  ///< OutputForm
   Answer,      ///< double, floats
   Failure,     ///< ExitCode, text
   Nonsense,    ///< never told: what is heard in the place of a message that is too long

@@ -29,6 +29,8 @@ constexpr std::size_t kMostText = 4096;    // of a failure, and of what the engi
 constexpr rlim_t kMostPrinted = 64 << 10;  // what it prints behind that is lost
 constexpr int kPipe = STDERR_FILENO + 1;   // the one descriptor that the process has of its own
 
+constexpr char kNoAnswer[] = "the engine gave no answer behind the fence";
+
 template <typename Value>
 std::span<const std::byte> bytesOf(const Value& value) {
   return std::as_bytes(std::span(&value, 1));
@@ -69,8 +71,8 @@ void tellFailure(ExitCode code, const std::string& text) {
 void answerAll(Question& question, const ImagesOfSize& read) {
   question.model.beforeModel = [](const auto& readable) { closeFence(readable); };
   OwnAnswers answers(question, read);
-  const std::uint64_t size = answers.outputSize();
-  tell(kPipe, Told::OutputSize, bytesOf(size), {});
+  const OutputForm form = answers.outputForm();
+  tell(kPipe, Told::OutputForm, bytesOf(form), {});
   for (std::size_t i = 0; i < answers.imageCount(); ++i) {
     const Answer answer = answers.next();
     tell(kPipe, Told::Answer, bytesOf(answer.milliseconds), std::as_bytes(answer.values));
@@ -96,7 +98,7 @@ class FencedAnswers final : public Answers {
   FencedAnswers(Question& question, const ImagesOfSize& read, double seconds);
   ~FencedAnswers() override;
 
-  std::size_t outputSize() override { return size; }
+  OutputForm outputForm() override { return form; }
   Answer next() override;
 
  private:
@@ -110,7 +112,7 @@ class FencedAnswers final : public Answers {
   double limit;
   Descriptor pipe, log;
   pid_t process = 0;
-  std::size_t size = 0;
+  OutputForm form{};
   std::vector<float> values;
 };
 
@@ -118,9 +120,10 @@ FencedAnswers::FencedAnswers(Question& question, const ImagesOfSize& read, doubl
     : FencedAnswers(seconds) {  // so that what is started here is ended by the destructor
   start(question, read);
   question.model.key.clear();
-  std::uint64_t told = 0;
-  std::memcpy(&told, expect(Told::OutputSize, sizeof(told)).data(), sizeof(told));
-  size = std::min<std::uint64_t>(told, INT32_MAX);
+  std::memcpy(&form, expect(Told::OutputForm, sizeof(form)).data(), sizeof(form));
+  const bool sane = form.size() >= 1 && form.size() <= INT32_MAX && form.image.width >= 1 &&
+                    form.image.height >= 1;
+  if (!sane) throw ToolError(ExitCode::Fence, kNoAnswer);
 }
 
 FencedAnswers::~FencedAnswers() {
@@ -167,7 +170,7 @@ std::vector<std::byte> FencedAnswers::expect(Told kind, std::size_t bytes) {
     std::snprintf(text, sizeof(text), "the engine took more than %g s behind the fence", limit);
     throw ToolError(ExitCode::Fence, text);
   }
-  throw ToolError(ExitCode::Fence, "the engine gave no answer behind the fence");
+  throw ToolError(ExitCode::Fence, kNoAnswer);
 }
 
 /// With what the process printed in front, as it would have been without a fence.
@@ -189,13 +192,14 @@ void FencedAnswers::failAsTold(const std::vector<std::byte>& failure) const {
 
 void FencedAnswers::failAsEnded() {
   const int status = end();
-  const std::string how =
-      WIFSIGNALED(status) ? std::string("crashed behind the fence: ") + strsignal(WTERMSIG(status))
-                          : "gave no answer behind the fence";
-  throw ToolError(ExitCode::Fence, "the engine " + how);
+  throw ToolError(ExitCode::Fence, WIFSIGNALED(status)
+                                       ? std::string("the engine crashed behind the fence: ") +
+                                             strsignal(WTERMSIG(status))
+                                       : kNoAnswer);
 }
 
 Answer FencedAnswers::next() {
+  const auto size = static_cast<std::size_t>(form.size());
   double milliseconds = 0;
   const auto bytes = expect(Told::Answer, sizeof(milliseconds) + size * sizeof(float));
   std::memcpy(&milliseconds, bytes.data(), sizeof(milliseconds));
