@@ -15,6 +15,7 @@ import sys
 import tempfile
 import time
 import unittest
+import xml.etree.ElementTree
 
 KEY = "0102030405060708090A0b0c0d0e0f10"
 (SUCCESS, USAGE, BAD_KEY, FILE, IMAGE, MANIFEST, PLUGIN, MODEL, RUNNER, RUN, CHECK, PACKAGE, TRUST, NOT_AUTHENTIC,
@@ -515,7 +516,12 @@ class Program(unittest.TestCase):
         self.succeed(f"info new --key {KEY} --plugin m.json --json")
         self.assertEqual(json.loads(self.out), {"model": "new", "sealed": True, "tags": True, "output_size": 24,
                                                 "inputs": None, "outputs": None})
-        self.succeed(f"bench net --runners 3 --seconds 0.05 --json j {PLAIN}")
+        self.succeed(f"bench net --runners 3 --seconds 0.05 --json j --plot p.svg {PLAIN}")
+        bars = xml.etree.ElementTree.parse(self.folder / "p.svg").findall(".//*[@class='bar']")
+        self.assertTrue(bars)
+        for bar in bars:  # inside of the axes
+            self.assertGreaterEqual(float(bar.get("y")), 90)
+            self.assertTrue(70 <= float(bar.get("x")) <= 770)
         self.assertIn("3 runners", self.out)
         written = (self.folder / "j").read_text()
         self.assertIn('"p99.9"', written)

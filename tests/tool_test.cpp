@@ -19,6 +19,7 @@
 #include "input_size.h"
 #include "key.h"
 #include "latencies.h"
+#include "latency_plot.h"
 #include "output_form.h"
 #include "seal_command.h"
 #include "support.h"
@@ -302,6 +303,8 @@ TEST(Latencies, AreRankedByShare) {
   EXPECT_EQ(latencies.mean(), 500.5);
   EXPECT_EQ(Latencies({7}).percentile(0.1), 7);
   EXPECT_THAT(Latencies({7, 7}).histogram(), HasSubstr("  2\n"));
+  EXPECT_THAT(Latencies({0, 1, 2, 3, 9}).counts(1, 3, 2), testing::ElementsAre(2, 3));
+  EXPECT_THAT(plotLatencies(Latencies({7}), "<a&b", ""), HasSubstr(">&lt;a&amp;b<"));
 }
 
 }  // namespace

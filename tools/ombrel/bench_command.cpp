@@ -13,6 +13,7 @@
 #include "input_size.h"
 #include "json_text.h"
 #include "latencies.h"
+#include "latency_plot.h"
 #include "progress.h"
 
 namespace OMB::tool {
@@ -115,12 +116,22 @@ Measurement measure(std::vector<Worker>& workers, const BenchOptions& options, c
   return {collect(workers), seconds};
 }
 
+std::string titleOf(const BenchOptions& options, ImageSize size) {
+  return options.model.modelBase + "  " + std::to_string(size.width) + "x" +
+         std::to_string(size.height) + ", " + std::to_string(options.runners) + " runner" +
+         (options.runners == 1 ? "" : "s");
+}
+
+std::string totalsOf(const Measurement& measured) {
+  char text[100];
+  std::snprintf(text, sizeof(text), "%zu runs in %.2f s, %.1f a second", measured.latencies.count(),
+                measured.seconds, measured.throughput());
+  return text;
+}
+
 void print(const Measurement& measured, const BenchOptions& options, ImageSize size) {
   const Latencies& latencies = measured.latencies;
-  std::printf("%s  %dx%d, %d runner%s\n", options.model.modelBase.c_str(), size.width, size.height,
-              options.runners, options.runners == 1 ? "" : "s");
-  std::printf("  %zu runs in %.2f s, %.1f a second\n", latencies.count(), measured.seconds,
-              measured.throughput());
+  std::printf("%s\n  %s\n", titleOf(options, size).c_str(), totalsOf(measured).c_str());
   std::printf("  one run, in ms: least %.3f, mean %.3f, greatest %.3f\n", latencies.least(),
               latencies.mean(), latencies.greatest());
   for (const double percent : {50.0, 90.0, 99.0, 99.9}) {
@@ -159,6 +170,9 @@ ExitCode benchCommand(BenchOptions& options) {
     json = std::make_unique<PendingFile>(options.jsonFile, Dash::AStandardStream);
   }
 
+  std::unique_ptr<PendingFile> plot;
+  if (!options.plotFile.empty()) plot = std::make_unique<PendingFile>(options.plotFile);
+
   const ModelSession session(options.model);
   const ImageSize size = chooseSize(session.get(), options.size);
   std::vector<Worker> workers = makeWorkers(session, options.runners, size);
@@ -167,6 +181,10 @@ ExitCode benchCommand(BenchOptions& options) {
   if (json) {
     json->write(toJson(measured, options, size));
     json->commit();
+  }
+  if (plot) {
+    plot->write(plotLatencies(measured.latencies, titleOf(options, size), totalsOf(measured)));
+    plot->commit();
   }
   return ExitCode::Success;
 }

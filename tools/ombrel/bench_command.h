@@ -18,6 +18,7 @@ struct BenchOptions {
   int runners = 1;                 ///< each in a thread of its own
   double seconds = 5;              ///< how long is measured
   std::filesystem::path jsonFile;  ///< empty: none; "-": in the place of the text
+  std::filesystem::path plotFile;  ///< empty: none
 };
 
 /// The key is gone from the options when the model is loaded.

@@ -46,6 +46,15 @@ std::size_t Latencies::countUpTo(double limit) const {
                                   sorted.begin());
 }
 
+std::vector<std::size_t> Latencies::counts(double from, double to, std::size_t bins) const {
+  std::vector<std::size_t> numbers(bins, 0);
+  for (const double time : sorted) {
+    const double bin = (time - from) / (to - from) * static_cast<double>(bins);
+    ++numbers[static_cast<std::size_t>(std::clamp(bin, 0.0, static_cast<double>(bins - 1)))];
+  }
+  return numbers;
+}
+
 std::string Latencies::histogram() const {
   const double top = percentile(99);
   const double width = (top - least()) / rows;

@@ -20,6 +20,10 @@ class Latencies {
   /// The smallest time that `percent` of all runs did not exceed; from 0.1 to 100, in tenths.
   double percentile(double percent) const;
 
+  /// How many lie in each of `bins` parts of equal width from `from` to `to`, of which the first
+  /// and the last have those beyond, too.
+  std::vector<std::size_t> counts(double from, double to, std::size_t bins) const;
+
   /// Ten rows of equal width up to the 99th percentile, and one for what took longer.
   std::string histogram() const;
 

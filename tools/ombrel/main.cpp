@@ -194,6 +194,8 @@ Command addBench(CLI::App& app, BenchOptions& options, KeySource& key) {
   app.add_option("--json", options.jsonFile,
                  "write the figures as JSON, too; - is standard output, in the place of the text")
       ->type_name("FILE");
+  app.add_option("--plot", options.plotFile, "draw the times of the runs as an SVG, too")
+      ->type_name("FILE");
   return [&] {
     options.model.key = fetchKey(key);
     return benchCommand(options);
