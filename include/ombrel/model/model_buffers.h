@@ -28,6 +28,7 @@ namespace OMB {
 class OMBREL_API ModelBuffers {
  public:
   using Bytes = std::span<const unsigned char>;
+  /// The files of a model.
   struct Files {
     Bytes text;                 ///< what ".xml" would hold
     Bytes weights;              ///< what ".bin" would hold

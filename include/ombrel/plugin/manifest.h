@@ -49,6 +49,7 @@ struct ManifestDigest {
   bool operator==(const ManifestDigest&) const = default;
 };
 
+/// A library that the plug-in needs, the plug-in itself among them.
 struct ManifestDependency {
   std::string name;                    ///< as it goes to Library
   std::vector<ManifestDigest> hashes;  ///< alternatives: one that matches is enough
@@ -57,6 +58,7 @@ struct ManifestDependency {
   bool operator==(const ManifestDependency&) const = default;
 };
 
+/// A file that is no library and lies in the plug-in's folder.
 struct ManifestFile {
   std::string name;  ///< in the plug-in's folder
   Sha256 sha256{};   ///< of all of it
@@ -64,6 +66,7 @@ struct ManifestFile {
   bool operator==(const ManifestFile&) const = default;
 };
 
+/// What a manifest says, field by field as in its text.
 struct Manifest {
   std::string name;
   std::string folder;

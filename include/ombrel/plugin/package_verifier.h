@@ -27,6 +27,7 @@ enum class EPackageFault {
   OPEN_TO_OTHERS,  ///< proven, but other users may change it, or put another in its place
 };
 
+/// What was found about one file.
 struct PackageFinding {
   std::string name;  ///< as the manifest or the folder has it
   EPackageFault fault;
