@@ -19,7 +19,9 @@
 #include "engine_script.h"
 #include "fixture_files.h"
 #include "platform/library_table.h"
+#include "plugin/file_bytes.h"
 #include "system/input_file.h"
+#include "system/open_file.h"
 #include "system/search_directory.h"
 #include "system/text.h"
 
@@ -303,6 +305,21 @@ TEST_F(Fault, OfADependencysFileRefusesIt) {
   }
   files = {};
   EXPECT_EQ(check(), PLUGIN_OK);
+}
+
+// Nor are bytes of another file taken for those that one does not give.
+TEST_F(Fault, OfAReadLeavesZeroesInABufferThatServedBefore) {
+  const std::string full = folder.write("full", std::string(200, 'x'));
+  for (const auto looks : {FileBytes::Looks::kOnce, FileBytes::Looks::kAgain}) {
+    FileBytes bytes;
+    system::OpenFile whole(full), cut(full);
+    ASSERT_TRUE(bytes.use(whole, looks));
+    bytes.readAll();
+    ASSERT_TRUE(bytes.use(cut, looks));
+    files = {.bytesBeforeError = 100};
+    const auto part = bytes.part(0, 200);
+    EXPECT_EQ(std::string(part.begin(), part.end()), std::string(100, 'x') + std::string(100, 0));
+  }
 }
 
 TEST_F(Fault, OfEveryAllocationFromCreateToRunLeavesNoBlock) {

@@ -24,6 +24,7 @@
 #include "platform/library_table.h"
 #include "platform/text.h"
 #include "support.h"
+#include "system/open_file.h"
 #include "system/text.h"
 
 namespace OMB {
@@ -288,6 +289,34 @@ TEST(HashChecker, OneByteAtAThousandPlacesIsRefused) {
   const auto printed = test::printedBy([&] { EXPECT_EQ(check(), INTEGRITY_CHECK_FAILED); });
   EXPECT_EQ(printed.error,
             "Ombrel: Cannot load " + script.modulePath + ". Integrity check failed.\n");
+}
+
+// In pieces, which no digest shows.
+TEST(HashChecker, RangesLieAnywhereInAFileOfSeveralPieces) {
+  const test::TemporaryDirectory folder;
+  constexpr std::uint32_t kPiece = system::OpenFile::kPiece;
+  for (const std::uint32_t size : {kPiece - 1, kPiece, kPiece + 1, 3 * kPiece + 7}) {
+    std::string whole(size, '\0');
+    std::ranges::generate(whole, std::minstd_rand(size));
+    script = {.results = {{"large" SUFFIX, 0}}, .modulePath = folder.write("file", whole)};
+    const auto range = [&](std::uint32_t begin, std::uint32_t end) {
+      auto* const bytes = reinterpret_cast<unsigned char*>(whole.data());
+      return HashRange{Crypto::hashBuffer(bytes + begin, static_cast<int>(end - begin)), begin,
+                       end - begin};
+    };
+    const auto passes = [](const std::vector<HashRange>& ranges) {
+      Repository<Dependency> listed;
+      listed.Add({"large", ranges});
+      return HashChecker().Check(listed, "anywhere") == PLUGIN_OK;
+    };
+    HashRange wrong = range(0, size);
+    std::get<0>(wrong)[31] ^= 1;
+    for (const HashRange& right : {range(0, size), range(size - 1, size), range(size, size),
+                                   range(kPiece - 2, size), range(9, kPiece - 1)}) {
+      EXPECT_TRUE(passes({right})) << size;
+      EXPECT_TRUE(passes({wrong, right})) << size;
+    }
+  }
 }
 
 }  // namespace

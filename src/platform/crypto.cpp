@@ -8,8 +8,8 @@
 #include "ombrel/platform/file_utils.h"
 
 #include "platform/console.h"
+#include "platform/digestion.h"
 #include "system/cipher.h"
-#include "system/digest.h"
 
 namespace OMB::Crypto {
 namespace {
@@ -76,16 +76,6 @@ void removeTrailingBytes(ByteVector& plaintext) {
   plaintext.resize(plaintext.size() - trailing);
 }
 
-bool runDigestion(system::Digest& sha, const Bytes& input, std::uint32_t& length) {
-  return succeeded(sha.open(), L"BCryptOpenAlgorithmProvider") &&
-         succeeded(sha.getObjectLength(), L"BCryptGetProperty") &&
-         allocated(sha.allocateObject()) &&
-         succeeded(sha.getDigestLength(length), L"BCryptGetProperty") &&
-         allocated(sha.allocateDigest()) && succeeded(sha.create(), L"BCryptCreateHash") &&
-         succeeded(sha.add(input.data, input.size), L"BCryptHashData") &&
-         succeeded(sha.finish(), L"BCryptFinishHash");
-}
-
 }  // namespace
 
 ByteVector decryptBuffer(unsigned char* buffer, int bufferSize, unsigned char* iv, int ivSize,
@@ -136,13 +126,27 @@ ByteVector decryptFile(const char* fileName, unsigned char* iv, int ivSize, unsi
   return decryptBuffer(std::move(bytes), iv, ivSize, aesKey.data(), keySize);
 }
 
+bool Digestion::begin() {
+  return succeeded(sha.open(), L"BCryptOpenAlgorithmProvider") &&
+         succeeded(sha.getObjectLength(), L"BCryptGetProperty") &&
+         allocated(sha.allocateObject()) &&
+         succeeded(sha.getDigestLength(length), L"BCryptGetProperty") &&
+         allocated(sha.allocateDigest()) && succeeded(sha.create(), L"BCryptCreateHash");
+}
+
+bool Digestion::add(const unsigned char* part, std::uint32_t size) {
+  return succeeded(sha.add(part, size), L"BCryptHashData");
+}
+
+ByteVector Digestion::finish() {
+  if (!succeeded(sha.finish(), L"BCryptFinishHash")) return {};
+  return {sha.value(), sha.value() + length};
+}
+
 ByteVector hashBuffer(unsigned char* buffer, int bufferSize) {
-  ByteVector result;
-  system::Digest sha;
-  std::uint32_t length = 0;
-  if (!runDigestion(sha, {buffer, static_cast<std::uint32_t>(bufferSize)}, length)) return result;
-  result.assign(sha.value(), sha.value() + length);
-  return result;
+  Digestion sha;
+  if (!sha.begin() || !sha.add(buffer, static_cast<std::uint32_t>(bufferSize))) return {};
+  return sha.finish();
 }
 
 }  // namespace OMB::Crypto

@@ -8,9 +8,6 @@
 namespace OMB {
 namespace {
 
-// Fits into the cache of a core, where the digest finds it.
-constexpr std::uint64_t kPieceBytes = std::uint64_t{1} << 17;
-
 class RangeDigest {
  public:
   explicit RangeDigest(const ExpectedDigest& digest) : expected(digest) {
@@ -41,9 +38,9 @@ class RangeDigest {
 };
 
 bool readInto(std::deque<RangeDigest>& ranges, system::OpenFile& file, std::uint64_t size) {
-  std::vector<unsigned char> piece(std::min(size, kPieceBytes));
+  std::vector<unsigned char> piece(std::min<std::uint64_t>(size, system::OpenFile::kPiece));
   for (std::uint64_t offset = 0; offset < size;) {
-    const std::uint64_t wanted = std::min(size - offset, kPieceBytes);
+    const std::uint64_t wanted = std::min<std::uint64_t>(size - offset, piece.size());
     if (file.read(piece.data(), wanted) != wanted) return false;
     for (RangeDigest& range : ranges) range.add(piece.data(), offset, wanted);
     offset += wanted;

@@ -3,41 +3,45 @@
 #include <algorithm>
 #include <cstdint>
 #include <limits>
+#include <span>
 #include <string>
 #include <tuple>
 #include <vector>
 
-#include "ombrel/platform/crypto.h"
 #include "ombrel/platform/library.h"
 #include "ombrel/platform/load_library.h"
 
 #include "platform/console.h"
+#include "platform/digestion.h"
 #include "platform/library_table.h"
+#include "plugin/file_bytes.h"
 #include "system/open_file.h"
 
 namespace OMB {
 namespace {
 
-bool matches(ByteVector& file, const HashRange& range) {
+// Of a part of the file that lies inside of it. Empty if it could not be computed.
+ByteVector digestOf(FileBytes& file, std::uint64_t begin, std::uint64_t end) {
+  Crypto::Digestion sha;
+  if (!sha.begin()) return {};
+  do {
+    const std::span<const unsigned char> part = file.part(begin, end);
+    if (!sha.add(part.data(), static_cast<std::uint32_t>(part.size()))) return {};
+    begin += part.size();
+  } while (begin < end);
+  return sha.finish();
+}
+
+bool matches(FileBytes& file, const HashRange& range) {
   const auto& [digest, offset, length] = range;
   const std::uint64_t end = std::uint64_t{offset} + length;
   constexpr std::uint32_t kLongest = std::numeric_limits<int>::max();
   if (end > file.size() || length > kLongest) return false;
 
-  const ByteVector computed = Crypto::hashBuffer(file.data() + offset, static_cast<int>(length));
-  // Empty if it could not be computed, and then it proves nothing.
+  const ByteVector computed = digestOf(file, offset, end);
+  // One that could not be computed proves nothing.
   if (computed.empty() || digest.size() < computed.size()) return false;
   return std::equal(computed.begin(), computed.end(), digest.begin());
-}
-
-// The file that the loader mapped, wherever it found it. Empty, with nothing read, for one that
-// has no size.
-ByteVector contentsOf(system::OpenFile& file) {
-  const std::int64_t size = file.size();
-  if (size <= 0) return {};
-  ByteVector bytes(static_cast<std::uint64_t>(size));
-  file.read(bytes.data(), bytes.size());
-  return bytes;
 }
 
 // Whether the code that the library runs is that of the file, under whatever name that stands now.
@@ -46,19 +50,20 @@ bool runs(const std::string& library, const system::OpenFile& file) {
   return system::isMappedFrom(shared->handle, file);
 }
 
-int checkDependency(const Dependency& dependency, const std::string& directory) {
+int checkDependency(const Dependency& dependency, const std::string& directory, FileBytes& bytes) {
   Library library(dependency.GetName());
   const std::vector<HashRange> hashes = dependency.GetHash();
   if (!Utility::LoadLibraryA(directory.c_str(), library)) return DEPENDENCY_LOAD_FAILED;
 
   const std::string path = library.get_file_name();
   system::OpenFile file(path);
-  ByteVector bytes = contentsOf(file);
-  if (bytes.empty()) return DEPENDENCY_READ_FAILED;
+  const auto looks = hashes.size() > 1 ? FileBytes::Looks::kAgain : FileBytes::Looks::kOnce;
+  if (!bytes.use(file, looks)) return DEPENDENCY_READ_FAILED;
   bool matched = false;
   for (const HashRange& range : hashes) {
     if (matches(bytes, range)) matched = true;
   }
+  bytes.readAll();
   if (matched && runs(dependency.GetName(), file)) return PLUGIN_OK;
   console::printError("Ombrel: Cannot load %s. Integrity check failed.\n", path.c_str());
   return INTEGRITY_CHECK_FAILED;
@@ -71,8 +76,9 @@ void IHashChecker::operator delete(IHashChecker* checker, std::destroying_delete
 }
 
 int HashChecker::Check(const Repository<Dependency>& dependencies, std::string directory) const {
+  FileBytes bytes;  // whose memory serves all of them
   for (std::int32_t i = 0; i < dependencies.GetCount(); ++i) {
-    const int code = checkDependency(dependencies.GetAt(i), directory);
+    const int code = checkDependency(dependencies.GetAt(i), directory, bytes);
     if (code != PLUGIN_OK) return code;
   }
   return PLUGIN_OK;

@@ -13,6 +13,10 @@ class OpenFile {
   using Native = std::intptr_t;
   static constexpr Native kNone = -1;
 
+  /// What is read at once of a file that is worked on meanwhile: it stays in the cache of a core,
+  /// where the work finds it.
+  static constexpr std::size_t kPiece = std::size_t{1} << 17;
+
   enum class Others {
     kMayChangeIt,
     kLockedOut,  ///< from writing, moving and removing it, where the system can: on Windows

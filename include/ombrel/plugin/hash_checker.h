@@ -47,8 +47,11 @@ class OMBREL_API HashChecker final : public IHashChecker {
   static void* operator new(std::size_t size) { return ::operator new(size); }
   static void operator delete(void* checker) noexcept { ::operator delete(checker); }
 
-  /// Loads each dependency in turn, with `directory` in the loader's search, reads its file once
-  /// and compares its digests. The first failure ends the test. A range that leaves the file, a
+  /// Loads each dependency in turn, with `directory` in the loader's search, reads its file once,
+  /// from its first byte to its last, and compares its digests, which are made behind the reading.
+  /// One buffer serves all of the call, and ends with it: it is as large as the largest file of
+  /// which several ranges are tested, and no more than a piece of a file while there is none. The
+  /// first failure ends the test. A range that leaves the file, a
   /// digest of fewer than 32 bytes and one that could not be computed never match; bytes of a
   /// digest behind the 32nd are not looked at.
   ///
