@@ -51,19 +51,36 @@ std::int64_t nanosecondsSpent() noexcept {
   return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
 }
 
+std::int64_t touch(char* block, std::size_t length, std::size_t step) noexcept {
+  const std::int64_t start = nanosecondsSpent();
+  for (std::size_t i = 0; i < length; i += step) static_cast<volatile char*>(block)[i] = 0;
+  return nanosecondsSpent() - start;
+}
+
+// Nanoseconds for 2 MiB in small pages, by some that are taken for it. 0 if there are none.
+std::int64_t priceSmallPages() noexcept {
+  const std::size_t page = wholePages(1);
+  const std::size_t length = 64 * page;
+  void* const sample =
+      mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (sample == MAP_FAILED) return 0;
+  madvise(sample, length, MADV_NOHUGEPAGE);
+  const std::int64_t spent = touch(static_cast<char*>(sample), length, page);
+  munmap(sample, length);
+  return spent * static_cast<std::int64_t>(kUsualHugePage) / static_cast<std::int64_t>(length);
+}
+
 // Takes huge pages until they have cost as much as small ones would for all of the block, and
 // leaves the rest to those. On a virtual machine whose host takes free memory back, a huge page
 // that the host has to find anew costs many times as much as small ones, which come from memory in
 // use. So a block costs about twice what it has to at worst, and what was paid for is there for the
 // next one.
 void takeHugePages(char* block, std::size_t length, std::size_t hugePage) noexcept {
-  constexpr std::int64_t kSmallPages = 700'000;  // nanoseconds for 2 MiB, roughly
-  std::int64_t left = static_cast<std::int64_t>(length / kUsualHugePage + 1) * kSmallPages;
+  static const std::int64_t smallPages = priceSmallPages();
+  std::int64_t left = static_cast<std::int64_t>(length / kUsualHugePage + 1) * smallPages;
   madvise(block, length, MADV_HUGEPAGE);  // a system without them serves small pages
   for (std::size_t taken = 0; taken < length;) {
-    const std::int64_t start = nanosecondsSpent();
-    static_cast<volatile char*>(block)[taken] = 0;
-    left -= nanosecondsSpent() - start;
+    left -= touch(block + taken, 1, 1);
     taken += std::min(hugePage, length - taken);
     if (left < 0) {
       madvise(block + taken, length - taken, MADV_NOHUGEPAGE);
