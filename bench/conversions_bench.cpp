@@ -3,12 +3,11 @@
 #include <cstdint>
 #include <cstring>
 #include <functional>
-#include <memory>
 #include <opencv2/core.hpp>
-#include <opencv2/dnn.hpp>
 #include <random>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include <benchmark/benchmark.h>
@@ -16,6 +15,7 @@
 #include "ombrel/image/normalize_image.h"
 #include "ombrel/image/transform_image.h"
 
+#include "conversion_peers.h"
 #include "program.h"
 
 namespace {
@@ -107,22 +107,39 @@ T* alignedArray(std::size_t count) {
   return static_cast<T*>(::operator new (count * sizeof(T), std::align_val_t{64}));
 }
 
-/// Source and target that a subject's benchmarks share, touched before they are measured. Lives as
-/// long as the process, as the registered benchmarks do.
+constexpr Size kLargest = {3840, 2160, 4};
+
+template <typename T>
+T* makeSamples() {
+  T* const samples = alignedArray<T>(kLargest.samples());
+  std::minstd_rand random(1);
+  for (std::size_t i = 0; i < kLargest.samples(); ++i) {
+    const auto sample = static_cast<Byte>(random() >> 8);
+    samples[i] = std::is_same_v<T, float> ? static_cast<T>(static_cast<float>(sample / 2) / 128.0F)
+                                          : static_cast<T>(sample);
+  }
+  return samples;
+}
+
+/// Source and target that all benchmarks share, touched before they are measured, and a second
+/// target. Live as long as the process, as the registered benchmarks do.
 template <typename S, typename D>
 struct Buffers {
-  explicit Buffers(const Size& size)
-      : src(alignedArray<S>(size.samples())), dst(alignedArray<D>(size.samples())) {
-    std::minstd_rand random(1);
-    for (std::size_t i = 0; i < size.samples(); ++i) {
-      const auto sample = static_cast<Byte>(random() >> 8);
-      src[i] = std::is_same_v<S, float> ? static_cast<S>(static_cast<float>(sample / 2) / 128.0F)
-                                        : static_cast<S>(sample);
-    }
-    std::memset(dst, 0, size.samples() * sizeof(D));
+  const S* src = sharedSamples<S>();
+  D* dst = sharedTarget<D, 0>();
+  D* other = sharedTarget<D, 1>();
+
+ private:
+  template <typename T>
+  static const T* sharedSamples() {
+    static const T* const samples = makeSamples<T>();
+    return samples;
   }
-  S* src;
-  D* dst;
+  template <typename T, int kNumber>
+  static T* sharedTarget() {
+    static T* const target = makeSamples<T>();
+    return target;
+  }
 };
 
 void registerCase(const std::string& name, std::size_t bytes, const std::function<void()>& work) {
@@ -137,63 +154,78 @@ void registerCase(const std::string& name, std::size_t bytes, const std::functio
 
 /// The limits of the machine for what a conversion writes and, where that is the most, reads.
 template <typename S, typename D>
-void registerLimits(const std::string& name, const Size& size, const S* src, D* dst) {
+void registerLimits(const std::string& name, const Size& size, const Buffers<S, D>& buffers) {
+  const auto [src, dst, other] = buffers;
   const std::size_t written = size.samples() * sizeof(D);
-  registerCase(name + "memset", written, [=] { std::memset(dst, 1, written); });
-  const auto other = std::shared_ptr<Byte[]>(new Byte[written]());
-  registerCase(name + "memcpy", 2 * written, [=] { std::memcpy(dst, other.get(), written); });
+  registerCase(name + "memset", written, [dst, written] { std::memset(dst, 1, written); });
+  registerCase(name + "memcpy", 2 * written,
+               [dst, other, written] { std::memcpy(dst, other, written); });
   if constexpr (sizeof(S) > sizeof(D)) {
     const std::size_t read = size.samples() * sizeof(S);
     // No byte of these samples is 1, so all of them are looked at.
     registerCase(name + "memchr", read,
-                 [=] { benchmark::DoNotOptimize(std::memchr(src, 1, read)); });
+                 [src, read] { benchmark::DoNotOptimize(std::memchr(src, 1, read)); });
   }
-}
-
-void registerBlobFromImage(const std::string& name, const Size& size, Byte* src) {
-  const cv::Mat image(size.height, size.width, CV_MAKETYPE(CV_8U, size.channels), src);
-  registerCase(name + "blobFromImage", size.samples() * (1 + sizeof(float)),
-               [image, blob = std::make_shared<cv::Mat>()] {
-                 cv::dnn::blobFromImage(image, *blob, 1.0 / 255.0, cv::Size(), cv::Scalar(), false,
-                                        false, CV_32F);
-               });
 }
 
 template <typename T>
 constexpr const char* kType = std::is_same_v<T, float> ? "f32" : "u8";
 
 template <typename S, typename D>
-void registerPath(ELayoutType from, ELayoutType to, const Size& size) {
+std::string pathName(ELayoutType from, ELayoutType to, const Size& size) {
   const auto layout = [](ELayoutType l) { return l == ELayoutType::CHW ? "_chw" : "_hwc"; };
-  const std::string name = std::string(kType<S>) + layout(from) + "_to_" + kType<D> + layout(to) +
-                           "/" + size.name() + "/";
-  const Buffers<S, D> buffers(size);
-  S* const src = buffers.src;
+  return std::string(kType<S>) + layout(from) + "_to_" + kType<D> + layout(to) + "/" + size.name() +
+         "/";
+}
+
+/// Ours, the libraries that do the same, and what the machine needs at least.
+template <typename S, typename D>
+void registerPeers(ELayoutType from, ELayoutType to, const Size& size) {
+  const std::string name = pathName<S, D>(from, to, size);
+  const Buffers<S, D> buffers;
+  const auto [src, dst, other] = buffers;
+  const std::size_t bytes = size.samples() * (sizeof(S) + sizeof(D));
+  const auto ours = [size, from, to](const S* source, D* target) {
+    benchmark::DoNotOptimize(
+        TransformImage(source, target, size.width, size.height, size.channels, from, to));
+  };
+  registerCase(name + "ours", bytes, [=, source = src, target = dst] { ours(source, target); });
+  for (const auto& peer : OMB::bench::conversionPeers<S, D>(from, to, size.channels)) {
+    ours(src, other);
+    OMB::bench::requireSame(peer, src, other, dst, size.width, size.height, size.channels);
+    registerCase(name + peer.name, bytes, [=, source = src, target = dst] {
+      peer.convert(source, target, size.width, size.height);
+    });
+  }
+  registerLimits(name, size, buffers);
+}
+
+template <typename S, typename D>
+void registerLoops(ELayoutType from, ELayoutType to, const Size& size) {
+  const std::string name = pathName<S, D>(from, to, size);
+  const Buffers<S, D> buffers;
+  const S* const src = buffers.src;
   D* const dst = buffers.dst;
   const std::size_t bytes = size.samples() * (sizeof(S) + sizeof(D));
-  registerCase(name + "ours", bytes, [=] {
-    benchmark::DoNotOptimize(
-        TransformImage(src, dst, size.width, size.height, size.channels, from, to));
-  });
   const auto plain = plainLoop<Checked, S, D>(from, to);
   registerCase(name + "plain_loop", bytes, [=] { plain(src, dst, size); });
   if constexpr (sizeof(S) > sizeof(D)) {
     const auto unchecked = plainLoop<Unchecked, S, D>(from, to);
     registerCase(name + "unchecked_loop", bytes, [=] { unchecked(src, dst, size); });
   }
-  registerLimits(name, size, src, dst);
-  if constexpr (std::is_same_v<S, Byte> && std::is_same_v<D, float>) {
-    if (from == ELayoutType::HWC && to == ELayoutType::CHW && size.channels == 3) {
-      registerBlobFromImage(name, size, src);
-    }
-  }
+}
+
+template <typename S, typename D>
+void registerPath(ELayoutType from, ELayoutType to, const Size& size) {
+  registerPeers<S, D>(from, to, size);
+  registerLoops<S, D>(from, to, size);
 }
 
 /// What networks that were trained on normalised samples take, beside the plain conversion.
 template <typename S>
 void registerNormalizing(const Size& size) {
   const std::string name = std::string(kType<S>) + "_hwc_to_normalized_chw/" + size.name() + "/";
-  const Buffers<S, float> buffers(size);
+  const Buffers<S, float> buffers;
   const S* const src = buffers.src;
   float* const dst = buffers.dst;
   const std::size_t bytes = size.samples() * (sizeof(S) + sizeof(float));
@@ -214,7 +246,7 @@ void registerNormalizing(const Size& size) {
 template <typename S>
 void registerAllocating(EFormat format, const Size& size) {
   const std::string name = std::string(kType<S>) + "_hwc_to_new_f32_chw/" + size.name() + "/";
-  const Buffers<S, float> buffers(size);
+  const Buffers<S, float> buffers;
   const S* const src = buffers.src;
   const std::size_t bytes = size.samples() * (sizeof(S) + sizeof(float));
   registerCase(name + "ours", bytes, [=] {
@@ -245,8 +277,15 @@ void registerAll() {
   registerPair<float, Byte>();
   registerPair<Byte, Byte>();
   registerPair<float, float>();
-  registerPath<Byte, float>(ELayoutType::HWC, ELayoutType::CHW, {224, 224, 3});
-  registerPath<Byte, float>(ELayoutType::HWC, ELayoutType::CHW, {1920, 1080, 3});
+  for (const int channels : {3, 4}) {
+    for (const auto& [width, height] : {std::pair(224, 224), {1920, 1080}, {3840, 2160}}) {
+      const Size size = {width, height, channels};
+      registerPeers<Byte, float>(ELayoutType::HWC, ELayoutType::CHW, size);
+      registerPeers<float, Byte>(ELayoutType::CHW, ELayoutType::HWC, size);
+      registerPeers<Byte, Byte>(ELayoutType::HWC, ELayoutType::CHW, size);
+      registerPeers<float, float>(ELayoutType::HWC, ELayoutType::CHW, size);
+    }
+  }
   for (const Size& size : {Size{224, 224, 3}, Size{640, 640, 3}, Size{1920, 1080, 3}}) {
     registerNormalizing<Byte>(size);
     registerNormalizing<float>(size);

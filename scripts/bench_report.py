@@ -42,15 +42,33 @@ def load(folder, name):
 
 
 def conversion_times(benchmarks):
-    """Median processor seconds by (subject, size, who)."""
+    """Processor seconds by (subject, size, who), in the order of the repetitions."""
     times = {}
     for b in benchmarks:
         if b.get("run_type") == "aggregate":
             continue
-        subject, size, who = b["run_name"].split("/")[:3]
         scale = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1.0}[b["time_unit"]]
-        times.setdefault((subject, size, who), []).append(b["cpu_time"] * scale)
-    return {key: statistics.median(values) for key, values in times.items()}
+        times.setdefault(tuple(b["run_name"].split("/")[:3]), []).append(b["cpu_time"] * scale)
+    return times
+
+
+# What ours is compared with one by one; all others do the same as ours word for word, and the fastest of them counts.
+OTHERS = ("ours", "plain_loop", "unchecked_loop", "plain_conversion", "blobFromImage", "memset", "memcpy", "memchr")
+
+
+def fastest_peer_rows(repetitions):
+    for subject, size, who in repetitions:
+        peers = {peer: times for (s, z, peer), times in repetitions.items() if (s, z) == (subject, size)}
+        rivals = [peer for peer in peers if peer not in OTHERS]
+        if who != "ours" or not rivals:
+            continue
+        best = min(rivals, key=lambda peer: statistics.median(peers[peer]))
+        ratios = sorted(theirs / ours for theirs, ours in zip(peers[best], peers["ours"]))
+        spread = int(0.98 * len(ratios) ** 0.5)
+        low, high = ratios[len(ratios) // 2 - spread], ratios[len(ratios) // 2 + spread]
+        ours, peer = statistics.median(peers["ours"]), statistics.median(peers[best])
+        yield Row(f"{subject} {size}", ours, peer, best, statistics.median(peers["memset"]), "memset", "not slower",
+                  high >= 1, (high - low) / 2 * 100)
 
 
 def conversion_rows(times):
@@ -159,7 +177,9 @@ def main():
     parser.add_argument("--plot", type=pathlib.Path)
     options = parser.parse_args()
 
-    rows = list(conversion_rows(conversion_times(load(options.folder, "conversions"))))
+    repetitions = conversion_times(load(options.folder, "conversions"))
+    rows = list(conversion_rows({key: statistics.median(times) for key, times in repetitions.items()}))
+    rows += list(fastest_peer_rows(repetitions))
     rows += list(pair_rows([pair for name in ("load", "backend", "digest") for pair in load(options.folder, name)]))
     print_table(rows)
     if options.json:
