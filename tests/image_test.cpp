@@ -25,6 +25,17 @@
 
 #include "expected_conversion.h"
 #include "image/instruction_sets.h"
+#include "system/cache.h"
+
+namespace {
+
+std::size_t cacheSize = 0;  // what the machine is told to have
+
+}  // namespace
+
+std::size_t OMB::system::lastCacheSize() noexcept {
+  return cacheSize;
+}
 
 namespace OMB {
 namespace {
@@ -173,6 +184,24 @@ TYPED_TEST(Transform, IsTheSampleRuleForAllSizesOrdersStartsAndInstructionSets) 
       }
     }
     EXPECT_EQ(this->digest, digests[sizeof(S) / 2 + sizeof(D) / 4]);
+  });
+}
+
+/// Planes around the caches: of whole lines and not, and from any start of a line on.
+template <typename Check>
+void onNoCache(const Check& check) {
+  cacheSize = 1;
+  onEveryTarget([&] {
+    for (const int width : {16, 64, 65, 96, 128, 320}) {
+      for (int channels = 2; channels <= 4; ++channels) check({width, 2, channels});
+    }
+  });
+  cacheSize = 0;
+}
+
+TYPED_TEST(Transform, GivesTheSameAroundTheCaches) {
+  onNoCache([this](const Sizes& sizes) {
+    for (const int start : {0, 1, 5, 8, 16, 47}) this->check(sizes, HWC, CHW, start % 3, start);
   });
 }
 
@@ -346,6 +375,15 @@ TYPED_TEST(Normalize, IsTheRuleForAllSizesOrdersAndInstructionSets) {
           }
         }
       }
+    }
+  });
+}
+
+TYPED_TEST(Normalize, GivesTheSameAroundTheCaches) {
+  onNoCache([](const Sizes& sizes) {
+    for (const auto order :
+         {ImageUtils::EChannelOrder::KEPT, ImageUtils::EChannelOrder::REVERSED}) {
+      TestFixture::check(sizes, HWC, order);
     }
   });
 }

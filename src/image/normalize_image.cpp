@@ -7,6 +7,7 @@
 #include <type_traits>
 
 #include "image/normalize_kernels.h"
+#include "image/stores.h"
 
 namespace OMB::ImageUtils {
 namespace {
@@ -56,7 +57,8 @@ void fromInterleaved(const S* src, const Planes& planes, std::size_t pixels) {
   if (index < kernels.toPlanar.size()) {
     Affine rules[K::kMinChannels + std::tuple_size_v<decltype(kernels.toPlanar)> - 1];
     for (std::size_t c = 0; c < channels; ++c) rules[c] = planes.rule<S>(c);
-    return kernels.toPlanar[index](src, planes.first, planes.stride, pixels, rules);
+    return kernels.toPlanar[index](src, planes.first, planes.stride, pixels, rules,
+                                   storesFor(pixels * channels * (sizeof(S) + sizeof(float))));
   }
   float* dst = planes.first;
   for (std::size_t c = 0; c < channels; ++c, dst += planes.stride) {

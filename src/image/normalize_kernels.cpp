@@ -22,24 +22,32 @@ namespace OMB::ImageUtils::HWY_NAMESPACE {
 
 /// A rule in all lanes.
 struct Rule {
+  HWY_INLINE Rule() {}  // one that the compiler makes would lack the instruction set
   HWY_INLINE explicit Rule(Affine rule)
       : factor(hn::Set(Floats(), rule.factor)), offset(hn::Set(Floats(), rule.offset)) {}
   HWY_INLINE FloatVec operator()(FloatVec samples) const {
     return hn::MulAdd(samples, factor, offset);
-  }
-  HWY_INLINE FloatVec operator()(IntVec samples) const {
-    return (*this)(hn::ConvertTo(Floats(), samples));
   }
 
   FloatVec factor;
   FloatVec offset;
 };
 
+/// Those of all channels, apart from memory that the target may be for all the compiler knows.
+template <std::size_t kChannels>
+struct Rules {
+  HWY_INLINE explicit Rules(const Affine* rules) {
+    for (std::size_t c = 0; c < kChannels; ++c) channel[c] = Rule(rules[c]);
+  }
+
+  Rule channel[kChannels];
+};
+
 HWY_INLINE FloatVec load(const float* src) {
   return hn::LoadU(Floats(), src);
 }
-HWY_INLINE IntVec load(const unsigned char* src) {
-  return hn::PromoteTo(Ints(), hn::LoadU(QuarterBytes(), src));
+HWY_INLINE FloatVec load(const unsigned char* src) {
+  return hn::ConvertTo(Floats(), hn::PromoteTo(Ints(), hn::LoadU(QuarterBytes(), src)));
 }
 
 // Each vector* function converts as many whole vectors as fit and returns how many elements or
@@ -53,53 +61,65 @@ std::size_t vectorPlane(const S* src, float* dst, std::size_t count, Affine affi
   return i;
 }
 
-template <std::size_t kChannels, std::size_t kChannel, std::size_t kRun>
+template <Stores kStores, std::size_t kChannels, std::size_t kChannel, std::size_t kRun>
 HWY_INLINE void storeChannels(const ByteVec (&blocks)[kRun], float* dst, std::ptrdiff_t stride,
                               const Affine* rules) {
   static constexpr ByteTable kWiden = widenChannel<kChannels, kChannel>();
   const Rule rule(rules[kChannel]);
   for (std::size_t i = 0; i < kRun; ++i) {
     const IntVec samples = hn::BitCast(Ints(), shuffle(blocks[i], kWiden));
-    hn::StoreU(rule(samples), Floats(), dst + i * kFloats);
+    store<kStores>(rule(hn::ConvertTo(Floats(), samples)), Floats(), dst + i * kFloats);
   }
   if constexpr (kChannel + 1 < kChannels) {
-    storeChannels<kChannels, kChannel + 1>(blocks, dst + stride, stride, rules);
+    storeChannels<kStores, kChannels, kChannel + 1>(blocks, dst + stride, stride, rules);
   }
 }
 
-/// A vector of bytes holds more than is used of it, and is read whole all the same.
-template <std::size_t kChannels, std::size_t kRun>
-HWY_INLINE std::size_t vectorRuns(const unsigned char* src, float* dst, std::ptrdiff_t stride,
-                                  std::size_t p, std::size_t pixels, const Affine* rules) {
+template <Stores kStores, std::size_t kChannels, std::size_t kRun>
+HWY_INLINE void normalizeRun(const unsigned char* src, float* dst, std::ptrdiff_t stride,
+                             const Affine* rules) {
   static constexpr LaneTable kSpread = spreadBlocks<kChannels>();
-  constexpr std::size_t kRead = kBytes + (kRun - 1) * kFloats * kChannels;
-  for (; (pixels - p) * kChannels >= kRead; p += kRun * kFloats) {
-    ByteVec blocks[kRun];
-    for (std::size_t i = 0; i < kRun; ++i) {
-      blocks[i] = permute(hn::LoadU(Bytes(), src + (p + i * kFloats) * kChannels), kSpread);
-    }
-    storeChannels<kChannels, 0>(blocks, dst + p, stride, rules);
+  ByteVec blocks[kRun];
+  for (std::size_t i = 0; i < kRun; ++i) {
+    blocks[i] = permute(hn::LoadU(Bytes(), src + i * kFloats * kChannels), kSpread);
   }
-  return p;
+  storeChannels<kStores, kChannels, 0>(blocks, dst, stride, rules);
 }
 
-template <std::size_t kChannels>
-std::size_t vectorNormalized(const unsigned char* src, float* dst, std::ptrdiff_t stride,
-                             std::size_t pixels, const Affine* rules) {
-  const std::size_t p = vectorRuns<kChannels, kLongRun>(src, dst, stride, 0, pixels, rules);
-  return vectorRuns<kChannels, 1>(src, dst, stride, p, pixels, rules);
-}
-
-template <std::size_t kChannels>
-std::size_t vectorNormalized(const float* src, float* dst, std::ptrdiff_t stride,
-                             std::size_t pixels, const Affine* rules) {
-  std::size_t p = 0;
-  for (; pixels - p >= kFloats; p += kFloats) {
-    const auto v = loadPixels<kChannels>(Floats(), src + p * kChannels);
-    float* plane = dst + p;
-    for (std::size_t c = 0; c < kChannels; ++c, plane += stride) {
-      hn::StoreU(Rule(rules[c])(v.channel[c]), Floats(), plane);
+template <Stores kStores, std::size_t kChannels, std::size_t kRun>
+HWY_INLINE void normalizeRun(const float* src, float* dst, std::ptrdiff_t stride,
+                             const Rules<kChannels>& rules) {
+  Pixels<kChannels, FloatVec> v[kRun];
+  for (std::size_t i = 0; i < kRun; ++i) {
+    v[i] = loadPixels<kChannels>(Floats(), src + i * kFloats * kChannels);
+  }
+  for (std::size_t c = 0; c < kChannels; ++c, dst += stride) {
+    const Rule rule = rules.channel[c];
+    for (std::size_t i = 0; i < kRun; ++i) {
+      store<kStores>(rule(v[i].channel[c]), Floats(), dst + i * kFloats);
     }
+  }
+}
+
+template <std::size_t kChannels, typename S>
+std::size_t vectorNormalized(const S* src, float* dst, std::ptrdiff_t stride, std::size_t pixels,
+                             const Affine* affine, Stores stores) {
+  constexpr bool kFromBytes = sizeof(S) == 1;
+  // A long run needs all registers.
+  const std::conditional_t<kFromBytes, const Affine*, Rules<kChannels>> rules(affine);
+  constexpr std::size_t kVectors = kFromBytes ? kLongRun : kLine / kBytes;
+  constexpr std::size_t kRun = kVectors * kFloats;
+  constexpr std::size_t kRead =
+      kFromBytes ? kWidenedRead<kChannels, kVectors> : kLoadedRead<float, kChannels, kRun>;
+  constexpr std::size_t kReadForOne =
+      kFromBytes ? kWidenedRead<kChannels, 1> : kLoadedRead<float, kChannels, kFloats>;
+  std::size_t p = overRuns<kRun>(dst, stride, pixels, kRead, stores,
+                                 [&](auto how, std::size_t first) OMBREL_RUN {
+                                   normalizeRun<decltype(how)::value, kChannels, kVectors>(
+                                       src + first * kChannels, dst + first, stride, rules);
+                                 });
+  for (; pixels - p >= kReadForOne; p += kFloats) {
+    normalizeRun<Stores::kCached, kChannels, 1>(src + p * kChannels, dst + p, stride, rules);
   }
   return p;
 }
@@ -112,7 +132,7 @@ std::size_t vectorPlane(const S*, float*, std::size_t, Affine) {
 }
 
 template <std::size_t, typename S>
-std::size_t vectorNormalized(const S*, float*, std::ptrdiff_t, std::size_t, const Affine*) {
+std::size_t vectorNormalized(const S*, float*, std::ptrdiff_t, std::size_t, const Affine*, Stores) {
   return 0;
 }
 
@@ -125,8 +145,8 @@ void plane(const S* src, float* dst, std::size_t count, Affine rule) {
 
 template <std::size_t kChannels, typename S>
 void toPlanar(const S* src, float* dst, std::ptrdiff_t stride, std::size_t pixels,
-              const Affine* rules) {
-  const std::size_t first = vectorNormalized<kChannels>(src, dst, stride, pixels, rules);
+              const Affine* rules, Stores stores) {
+  const std::size_t first = vectorNormalized<kChannels>(src, dst, stride, pixels, rules, stores);
   for (std::size_t c = 0; c < kChannels; ++c, dst += stride) {
     plainChannel(src + c, kChannels, dst, first, pixels, rules[c]);
   }

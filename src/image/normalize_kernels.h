@@ -5,6 +5,7 @@
 #include <cstddef>
 
 #include "image/normalize_plain.h"
+#include "image/stores.h"
 
 namespace OMB::ImageUtils {
 
@@ -15,7 +16,7 @@ struct NormalizeKernels {
   /// HWC to CHW of `pixels` pixels. Channel c of the source, by rule c, goes to the plane that
   /// begins `c * stride` elements behind `dst`.
   using ToPlanar = void (*)(const S* src, float* dst, std::ptrdiff_t stride, std::size_t pixels,
-                            const Affine* rules);
+                            const Affine* rules, Stores stores);
 
   static constexpr std::size_t kMinChannels = 2;
 

@@ -4,6 +4,7 @@
 #include <type_traits>
 
 #include "image/element_count.h"
+#include "image/stores.h"
 #include "image/transform_kernels.h"
 #include "image/transform_plain.h"
 
@@ -19,9 +20,8 @@ void straight(const S* src, D* dst, std::size_t count) {
   }
 }
 
-template <typename S, typename D>
-typename Kernels<S, D>::Pass forChannels(const typename Kernels<S, D>::ByChannels& kernels,
-                                         std::size_t channels) {
+template <typename S, typename D, typename ByChannels>
+typename ByChannels::value_type forChannels(const ByChannels& kernels, std::size_t channels) {
   using K = Kernels<S, D>;
   if (channels < K::kMinChannels || channels > K::kMaxChannels) return nullptr;
   return kernels[channels - K::kMinChannels];
@@ -31,7 +31,8 @@ template <typename S, typename D>
 void hwcToChw(const S* src, D* dst, std::size_t pixels, std::size_t channels) {
   if (channels == 1) return straight(src, dst, pixels);
   const auto kernel = forChannels<S, D>(bestKernels<S, D>().toPlanar, channels);
-  if (kernel != nullptr) return kernel(src, dst, pixels);
+  const Stores stores = storesFor(pixels * channels * (sizeof(S) + sizeof(D)));
+  if (kernel != nullptr) return kernel(src, dst, pixels, stores);
   plainToPlanar(src, dst, 0, pixels, channels);
 }
 

@@ -52,17 +52,6 @@ constexpr ByteTable narrowPixels() {
   return table;
 }
 
-/// Four interleaved pixels to one 32-bit lane a channel.
-template <std::size_t kChannels>
-constexpr ByteTable splitPixels() {
-  ByteTable table{};
-  for (std::size_t k = 0; k < 16; ++k) {
-    const bool used = k / 4 < kChannels;
-    table.from[k] = used ? static_cast<std::uint8_t>(k % 4 * kChannels + k / 4) : kNone;
-  }
-  return table;
-}
-
 /// Byte j of lane i to byte i of lane j.
 constexpr ByteTable transposeBytes() {
   ByteTable table{};
@@ -156,38 +145,42 @@ std::size_t vectorStraight(const S* src, D* dst, std::size_t count) {
   return i;
 }
 
-template <std::size_t kChannels, std::size_t kChannel, std::size_t kRun>
+template <Stores kStores, std::size_t kChannels, std::size_t kChannel, std::size_t kRun>
 HWY_INLINE void storeChannels(const ByteVec (&blocks)[kRun], float* dst, std::size_t pixels) {
   static constexpr ByteTable kWiden = widenChannel<kChannels, kChannel>();
   for (std::size_t i = 0; i < kRun; ++i) {
-    hn::StoreU(scale(hn::BitCast(Ints(), shuffle(blocks[i], kWiden))), Floats(), dst + i * kFloats);
+    store<kStores>(scale(hn::BitCast(Ints(), shuffle(blocks[i], kWiden))), Floats(),
+                   dst + i * kFloats);
   }
   if constexpr (kChannel + 1 < kChannels) {
-    storeChannels<kChannels, kChannel + 1>(blocks, dst + pixels, pixels);
+    storeChannels<kStores, kChannels, kChannel + 1>(blocks, dst + pixels, pixels);
   }
 }
 
-/// Bytes to floats from pixel p on, kRun vectors of a plane at a time. A vector of bytes holds more
-/// than is used of it, and is read whole all the same. Returns the first pixel that is left over.
-template <std::size_t kChannels, std::size_t kRun>
-HWY_INLINE std::size_t runsToPlanar(const Byte* src, float* dst, std::size_t p,
-                                    std::size_t pixels) {
+/// Bytes to floats, kRun vectors of a plane at a time.
+template <Stores kStores, std::size_t kChannels, std::size_t kRun>
+HWY_INLINE void runToPlanar(const Byte* src, float* dst, std::size_t pixels) {
   static constexpr LaneTable kSpread = spreadBlocks<kChannels>();
-  constexpr std::size_t kRead = kBytes + (kRun - 1) * kFloats * kChannels;
-  for (; (pixels - p) * kChannels >= kRead; p += kRun * kFloats) {
-    ByteVec blocks[kRun];
-    for (std::size_t i = 0; i < kRun; ++i) {
-      blocks[i] = permute(hn::LoadU(Bytes(), src + (p + i * kFloats) * kChannels), kSpread);
-    }
-    storeChannels<kChannels, 0>(blocks, dst + p, pixels);
+  ByteVec blocks[kRun];
+  for (std::size_t i = 0; i < kRun; ++i) {
+    blocks[i] = permute(hn::LoadU(Bytes(), src + i * kFloats * kChannels), kSpread);
   }
-  return p;
+  storeChannels<kStores, kChannels, 0>(blocks, dst, pixels);
 }
 
 template <std::size_t kChannels>
-std::size_t vectorToPlanar(const Byte* src, float* dst, std::size_t pixels) {
-  const std::size_t p = runsToPlanar<kChannels, kLongRun>(src, dst, 0, pixels);
-  return runsToPlanar<kChannels, 1>(src, dst, p, pixels);
+std::size_t vectorToPlanar(const Byte* src, float* dst, std::size_t pixels, Stores stores) {
+  constexpr std::size_t kRun = kLongRun * kFloats;
+  std::size_t p = overRuns<kRun>(dst, static_cast<std::ptrdiff_t>(pixels), pixels,
+                                 kWidenedRead<kChannels, kLongRun>, stores,
+                                 [=](auto how, std::size_t first) OMBREL_RUN {
+                                   runToPlanar<decltype(how)::value, kChannels, kLongRun>(
+                                       src + first * kChannels, dst + first, pixels);
+                                 });
+  for (; pixels - p >= kWidenedRead<kChannels, 1>; p += kFloats) {
+    runToPlanar<Stores::kCached, kChannels, 1>(src + p * kChannels, dst + p, pixels);
+  }
+  return p;
 }
 
 /// Stores the quarters of a vector to successive planes.
@@ -211,7 +204,7 @@ HWY_INLINE void storeGroups(ByteVec groups, Byte* dst, std::size_t pixels) {
 }
 
 template <std::size_t kChannels>
-std::size_t vectorToPlanar(const float* src, Byte* dst, std::size_t pixels) {
+std::size_t vectorToPlanar(const float* src, Byte* dst, std::size_t pixels, Stores /*stores*/) {
   static constexpr ByteTable kSplit = splitPixels<kChannels>();
   static constexpr LaneTable kSpread = spreadBlocks<kChannels>();
   static constexpr LaneTable kGroup = groupLanes();
@@ -224,16 +217,33 @@ std::size_t vectorToPlanar(const float* src, Byte* dst, std::size_t pixels) {
   return p;
 }
 
-template <std::size_t kChannels, typename T>
-std::size_t vectorToPlanar(const T* src, T* dst, std::size_t pixels) {
+/// A line of each plane, or a vector of it.
+template <Stores kStores, std::size_t kChannels, std::size_t kRun, typename T>
+HWY_INLINE void runToPlanar(const T* src, T* dst, std::size_t pixels) {
   const hn::ScalableTag<T> d;
   constexpr std::size_t kStep = hn::MaxLanes(d);
-  std::size_t p = 0;
-  for (; pixels - p >= kStep; p += kStep) {
-    const auto v = loadPixels<kChannels>(d, src + p * kChannels);
-    for (std::size_t c = 0; c < kChannels; ++c) {
-      hn::StoreU(v.channel[c], d, dst + c * pixels + p);
+  Pixels<kChannels, hn::Vec<hn::ScalableTag<T>>> v[kRun];
+  for (std::size_t i = 0; i < kRun; ++i)
+    v[i] = loadPixels<kChannels>(d, src + i * kStep * kChannels);
+  for (std::size_t c = 0; c < kChannels; ++c) {
+    for (std::size_t i = 0; i < kRun; ++i) {
+      store<kStores>(v[i].channel[c], d, dst + c * pixels + i * kStep);
     }
+  }
+}
+
+template <std::size_t kChannels, typename T>
+std::size_t vectorToPlanar(const T* src, T* dst, std::size_t pixels, Stores stores) {
+  constexpr std::size_t kStep = hn::MaxLanes(hn::ScalableTag<T>());
+  constexpr std::size_t kRun = kLine / sizeof(T);
+  std::size_t p = overRuns<kRun>(dst, static_cast<std::ptrdiff_t>(pixels), pixels,
+                                 kLoadedRead<T, kChannels, kRun>, stores,
+                                 [=](auto how, std::size_t first) OMBREL_RUN {
+                                   runToPlanar<decltype(how)::value, kChannels, kRun / kStep>(
+                                       src + first * kChannels, dst + first, pixels);
+                                 });
+  for (; pixels - p >= kLoadedRead<T, kChannels, kStep>; p += kStep) {
+    runToPlanar<Stores::kCached, kChannels, 1>(src + p * kChannels, dst + p, pixels);
   }
   return p;
 }
@@ -287,7 +297,7 @@ std::size_t vectorStraight(const S*, D*, std::size_t) {
 }
 
 template <std::size_t, typename S, typename D>
-std::size_t vectorToPlanar(const S*, D*, std::size_t) {
+std::size_t vectorToPlanar(const S*, D*, std::size_t, Stores) {
   return 0;
 }
 
@@ -306,8 +316,8 @@ void straight(const S* src, D* dst, std::size_t count) {
 }
 
 template <std::size_t kChannels, typename S, typename D>
-void toPlanar(const S* src, D* dst, std::size_t pixels) {
-  const std::size_t first = vectorToPlanar<kChannels>(src, dst, pixels);
+void toPlanar(const S* src, D* dst, std::size_t pixels, Stores stores) {
+  const std::size_t first = vectorToPlanar<kChannels>(src, dst, pixels, stores);
   plainToPlanar(src, dst, first, pixels, kChannels);
 }
 
@@ -320,8 +330,8 @@ void toInterleaved(const S* src, D* dst, std::size_t pixels) {
 template <typename S, typename D>
 constexpr Kernels<S, D> kKernels = {
     straight<S, D>,
-    {toPlanar<2, S, D>, toPlanar<3, S, D>, toPlanar<4, S, D>},
-    {toInterleaved<2, S, D>, toInterleaved<3, S, D>, toInterleaved<4, S, D>}};
+    {toInterleaved<2, S, D>, toInterleaved<3, S, D>, toInterleaved<4, S, D>},
+    {toPlanar<2, S, D>, toPlanar<3, S, D>, toPlanar<4, S, D>}};
 
 const Kernels<Byte, Byte>* byteToByte() {
   return &kKernels<Byte, Byte>;

@@ -3,6 +3,9 @@
 
 #include <array>
 #include <cstddef>
+#include <tuple>
+
+#include "image/stores.h"
 
 namespace OMB::ImageUtils {
 
@@ -14,10 +17,11 @@ struct Kernels {
   static constexpr std::size_t kMinChannels = 2;
   static constexpr std::size_t kMaxChannels = 4;
   using ByChannels = std::array<Pass, kMaxChannels - kMinChannels + 1>;
+  using ToPlanar = void (*)(const S* src, D* dst, std::size_t pixels, Stores stores);
 
   Pass straight;             ///< `count` elements in memory order
-  ByChannels toPlanar;       ///< HWC to CHW of `count` pixels, for 2, 3 and 4 channels
-  ByChannels toInterleaved;  ///< CHW to HWC likewise
+  ByChannels toInterleaved;  ///< CHW to HWC of `count` pixels, for 2, 3 and 4 channels
+  std::array<ToPlanar, std::tuple_size_v<ByChannels>> toPlanar;  ///< HWC to CHW likewise
 };
 
 /// The kernels for this machine. Threads: safe; the choice is made once.
