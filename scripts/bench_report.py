@@ -109,6 +109,8 @@ def conversion_rows(times):
 
 # What a pair has to satisfy, by the start of its name: as text, and as a test of its counters.
 PAIRS = (
+    ("read_next/", "not slower", lambda c: c["ratio_low"] <= 1.0),
+    ("cold/", "not slower", lambda c: c["ratio_low"] <= 1.0),
     ("create/", "time <= 1.1x, peak <= peer + weights",
      lambda c: c["ratio"] <= 1.1 and c["ours_peak_MiB"] <= c["peer_peak_MiB"] + c["weights_MiB"]),
     ("first_load/", "time <= 1.1x", lambda c: c["ratio"] <= 1.1),
@@ -180,7 +182,7 @@ def main():
     repetitions = conversion_times(load(options.folder, "conversions"))
     rows = list(conversion_rows({key: statistics.median(times) for key, times in repetitions.items()}))
     rows += list(fastest_peer_rows(repetitions))
-    rows += list(pair_rows([pair for name in ("load", "backend", "digest") for pair in load(options.folder, name)]))
+    rows += list(pair_rows([pair for name in ("caches", "load", "backend", "digest") for pair in load(options.folder, name)]))
     print_table(rows)
     if options.json:
         options.json.write_text(json.dumps([dict(vars(row), better=row.better) for row in rows], indent=1) + "\n")
