@@ -6,18 +6,15 @@
 #include "system/random.h"
 
 namespace OMB {
-namespace {
-
-// A file's bytes on their way. A segment waits until more comes, since the last has another tag.
-struct Stream {
-  ByteVector waiting;
-  ByteVector tags;
-  std::uint64_t bytes = 0;
-};
-
-}  // namespace
 
 struct ModelAuthenticator::Parts {
+  // A file's bytes on their way. A segment waits until more comes, since the last has another tag.
+  struct Stream {
+    ByteVector waiting;
+    ByteVector tags;
+    std::uint64_t bytes = 0;
+  };
+
   bool tag(EModelFile file, bool isLast);
 
   TagHeader header;
@@ -48,7 +45,7 @@ ModelAuthenticator::ModelAuthenticator(const unsigned char* key, int keySize)
 ModelAuthenticator::~ModelAuthenticator() = default;
 
 void ModelAuthenticator::Add(EModelFile file, std::span<const unsigned char> bytes) {
-  Stream& stream = parts->streams[static_cast<std::size_t>(file)];
+  Parts::Stream& stream = parts->streams[static_cast<std::size_t>(file)];
   stream.bytes += bytes.size();
   while (!bytes.empty() && parts->works) {
     if (stream.waiting.size() == kSegmentBytes) parts->works = parts->tag(file, false);
