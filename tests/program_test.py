@@ -1,4 +1,4 @@
-"""The host program over a plug-in that echoes its input: program_test.py PROGRAM PLUGIN TRAP HOSTILE.
+"""The host program over a plug-in that echoes its input: program_test.py PROGRAM PLUGIN TRAP HOSTILE [TEST...].
 
 What it prints, and that each failure ends with its documented exit code and one line on standard error.
 TRAP is a library that leaves a file behind where it is opened, HOSTILE a plug-in that was taken over.
@@ -550,4 +550,4 @@ def memory_of(process):
 
 if __name__ == "__main__":
     program, echo_plugin, trap, hostile = (pathlib.Path(argument).resolve() for argument in sys.argv[1:5])
-    unittest.main(argv=sys.argv[:1])
+    unittest.main(argv=sys.argv[:1] + sys.argv[5:])

@@ -4,7 +4,6 @@
 #include <numeric>
 #include <optional>
 #include <string>
-#include <sys/stat.h>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -25,12 +24,16 @@
 #include "support.h"
 #include "tool_error.h"
 
+#if !defined(_WIN32)  // which has no folders to write through, and names a file by another call
+#include <sys/stat.h>
+
 extern "C" {
 int __real_fsync(int file);
 int __real_rename(const char* from, const char* to);
 int __wrap_fsync(int file);
 int __wrap_rename(const char* from, const char* to);
 }
+#endif
 
 namespace OMB::tool {
 namespace {
@@ -39,12 +42,6 @@ using test::contentsOf;
 using test::fromHex;
 using test::TemporaryDirectory;
 using testing::HasSubstr;
-
-/// What a test's file operations were, in their order.
-std::string& calls() {
-  static std::string list;
-  return list;
-}
 
 const std::string kKeyDigits = "0102030405060708090A0b0c0d0e0f10";
 
@@ -100,6 +97,13 @@ TEST(PendingFile, LeavesWhatWasThereUntilItIsCommitted) {
   EXPECT_THROW(PendingFile{folder.path()}, ToolError);
 }
 
+#if !defined(_WIN32)
+/// What a test's file operations were, in their order.
+std::string& calls() {
+  static std::string list;
+  return list;
+}
+
 TEST(PendingFile, IsOnTheDiskBeforeItHasItsName) {
   const TemporaryDirectory folder;
   PendingFile first(folder / "first");
@@ -120,6 +124,7 @@ TEST(PendingFile, IsOnTheDiskBeforeItHasItsName) {
           HasSubstr("cannot write " + (folder / "text") + ": Is a directory; "),
           HasSubstr((folder / "weights") + " is new, and of no use with what stands there"))));
 }
+#endif
 
 /// A PPM whose samples count up from `first`.
 std::string makePpm(ImageSize size) {
@@ -310,6 +315,7 @@ TEST(Latencies, AreRankedByShare) {
 }  // namespace
 }  // namespace OMB::tool
 
+#if !defined(_WIN32)
 // Linked in the place of the system's for this program.
 int __wrap_fsync(int file) {
   struct stat status = {};
@@ -322,3 +328,4 @@ int __wrap_rename(const char* from, const char* to) {
   OMB::tool::calls() += "name ";
   return __real_rename(from, to);
 }
+#endif
