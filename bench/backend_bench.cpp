@@ -14,9 +14,11 @@
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 #include <benchmark/benchmark.h>
+#include <openvino/c/openvino.h>
 #include <openvino/op/add.hpp>
 #include <openvino/op/parameter.hpp>
 #include <openvino/openvino.hpp>
@@ -182,6 +184,75 @@ void registerFilledRun(const Workspace& files, const std::string& base, const ch
       ->Iterations(iterations);
 }
 
+// A request as a program in C has it. All of it is released with it.
+class CRequest {
+ public:
+  explicit CRequest(const std::string& base) {
+    ov_model_t* model = nullptr;
+    const bool read =
+        ov_core_create(&core) == OK &&
+        ov_core_read_model(core, (base + ".xml").c_str(), (base + ".bin").c_str(), &model) == OK;
+    const std::string precision(inferencePrecision);
+    const std::size_t settings = precision.empty() ? 2 : 4;
+    if (read) {
+      ov_core_compile_model(core, model, "CPU", settings, &compiled, "INFERENCE_NUM_THREADS", "1",
+                            "INFERENCE_PRECISION_HINT", precision.c_str());
+      ov_model_free(model);
+    }
+    if (compiled == nullptr || ov_compiled_model_create_infer_request(compiled, &request) != OK) {
+      throw std::runtime_error("the engine's C interface made no request");
+    }
+  }
+  CRequest(CRequest&& other) noexcept
+      : core(std::exchange(other.core, nullptr)),
+        compiled(std::exchange(other.compiled, nullptr)),
+        request(std::exchange(other.request, nullptr)) {}
+  CRequest& operator=(CRequest&&) = delete;
+  ~CRequest() {
+    ov_infer_request_free(request);
+    ov_compiled_model_free(compiled);
+    ov_core_free(core);
+  }
+
+  void infer() const { ov_infer_request_infer(request); }
+
+ private:
+  ov_core_t* core = nullptr;
+  ov_compiled_model_t* compiled = nullptr;
+  ov_infer_request_t* request = nullptr;
+};
+
+// What a runner adds to the call that it makes.
+void registerCall(const Workspace& files, const std::string& base) {
+  const auto measure = [=, &files](benchmark::State& state) {
+    constexpr int kRuns = 1000;
+    std::vector<OursAndBare> ours;
+    std::vector<CRequest> peers;
+    while (ours.size() < kPairs) {
+      ours.emplace_back(files, base);
+      peers.emplace_back(base);
+    }
+    std::size_t oursTurn = 0;
+    std::size_t peersTurn = 0;
+    measurePair(
+        state,
+        [&] {
+          const OursAndBare& both = ours[oursTurn++ % kPairs];
+          NNData image = both.filled();
+          for (int i = 0; i < kRuns; ++i) benchmark::DoNotOptimize(both.runner->Run(&image));
+        },
+        [&] {
+          const CRequest& peer = peers[peersTurn++ % kPairs];
+          for (int i = 0; i < kRuns; ++i) peer.infer();
+        });
+    state.counters["ours_s"].value /= kRuns;
+    state.counters["peer_s"].value /= kRuns;
+  };
+  benchmark::RegisterBenchmark("run_call/one_node/c_infer", measure)
+      ->UseManualTime()
+      ->Iterations(100);
+}
+
 // The peer converts inside its graph.
 ov::InferRequest preprocessingRequest(const std::string& base) {
   ov::Core core;
@@ -322,6 +393,7 @@ int main(Arguments arguments) {
   registerStored(files, demo + "/classifier");
   registerFilledRun(files, demo + "/classifier", "classifier", 1, 300);
   registerFilledRun(files, files.base("tiny"), "one_node", 1000, 100);
+  registerCall(files, files.base("tiny"));
   registerPhotoRun(files, demo);
   registerPrecision(demo);
   for (const int count : {1, 2, 4}) registerThreads(files, demo + "/classifier", count);

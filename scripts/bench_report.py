@@ -121,6 +121,7 @@ PAIRS = (
     ("create_sibling/", "under 1 ms", lambda c: c["ours_s"] < 1e-3),
     ("run_filled/classifier", "within 1 %", lambda c: c["ratio_low"] <= 1.01),
     ("run_filled/one_node", "less than 1 us more", lambda c: c["ours_s"] - c["peer_s"] < 1e-6),
+    ("run_call/", "time <= 1.05x", lambda c: c["ratio_low"] <= 1.05),
     ("run_photo/", "not slower", lambda c: c["ratio_low"] <= 1.0),
     ("throughput/", "within 2 %", lambda c: c["ratio_low"] <= 1.02),
     ("precision/", "", lambda c: None),
