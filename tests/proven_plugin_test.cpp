@@ -160,8 +160,8 @@ TEST(ProvenPlugin, ReadsNoFileAgainThatStayedAsItWas) {
 }
 
 // Somebody who may write to the folder exchanges the plug-in all the time: what is accepted is
-// always the good one, whatever was mapped. The exchanges keep step with how long a load takes here,
-// so that some loads meet one, and some none, on a slow machine, too.
+// always the good one, whatever was mapped. The exchanges keep step with how long a load takes
+// here, so that some loads meet one, and some none, on a slow machine, too.
 TEST(ProvenPlugin, IsTheGoodOneInARaceOfRenames) {
   constexpr std::size_t kAlone = 5, kLoads = 1000;
   const FixtureFolder folder;

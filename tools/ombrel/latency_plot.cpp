@@ -40,7 +40,10 @@ std::string rounded(double pixels) {
 /// 1, 2 or 5 times a power of ten, so that `range` has a handful of steps.
 double niceStep(double range) {
   const double rough = range / kWantedSteps;
-  const double power = std::pow(10, std::floor(std::log10(rough)));
+  // By hand: what std::pow calls is younger than the oldest systems that are served.
+  double power = 1;
+  while (power > rough && power > 1e-12) power /= 10;
+  while (power * 10 <= rough) power *= 10;
   for (const double factor : {1.0, 2.0, 5.0}) {
     if (factor * power >= rough) return factor * power;
   }
