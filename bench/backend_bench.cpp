@@ -153,6 +153,25 @@ void fill(void* memory, std::size_t count) {
 }
 
 // `batch` runs are one measurement: a single run of a tiny network is too short for the clock.
+template <typename Peer>
+void measureRuns(benchmark::State& state, std::vector<OursAndBare>& ours, int batch, Peer peer) {
+  std::size_t oursTurn = 0;
+  std::size_t peersTurn = 0;
+  measurePair(
+      state,
+      [&] {
+        const OursAndBare& each = ours[oursTurn++ % kPairs];
+        NNData image = each.filled();
+        for (int i = 0; i < batch; ++i) benchmark::DoNotOptimize(each.runner->Run(&image));
+      },
+      [&] {
+        auto& each = peer(peersTurn++ % kPairs);
+        for (int i = 0; i < batch; ++i) each.infer();
+      });
+  state.counters["ours_s"].value /= batch;
+  state.counters["peer_s"].value /= batch;
+}
+
 void registerFilledRun(const Workspace& files, const std::string& base, const char* name, int batch,
                        int iterations) {
   const auto measure = [=, &files](benchmark::State& state) {
@@ -163,21 +182,8 @@ void registerFilledRun(const Workspace& files, const std::string& base, const ch
       fill(both.runner->GetInputBuffer(), input.get_size());
       fill(input.data(), input.get_size());
     }
-    std::size_t oursTurn = 0;
-    std::size_t bareTurn = 0;
-    measurePair(
-        state,
-        [&] {
-          const OursAndBare& both = pairs[oursTurn++ % kPairs];
-          NNData image = both.filled();
-          for (int i = 0; i < batch; ++i) benchmark::DoNotOptimize(both.runner->Run(&image));
-        },
-        [&] {
-          ov::InferRequest& bare = pairs[bareTurn++ % kPairs].bare;
-          for (int i = 0; i < batch; ++i) bare.infer();
-        });
-    state.counters["ours_s"].value /= batch;
-    state.counters["peer_s"].value /= batch;
+    measureRuns(
+        state, pairs, batch, [&](std::size_t turn) -> auto& { return pairs[turn].bare; });
   };
   benchmark::RegisterBenchmark((std::string("run_filled/") + name + "/bare_infer").c_str(), measure)
       ->UseManualTime()
@@ -225,28 +231,14 @@ class CRequest {
 // What a runner adds to the call that it makes.
 void registerCall(const Workspace& files, const std::string& base) {
   const auto measure = [=, &files](benchmark::State& state) {
-    constexpr int kRuns = 1000;
     std::vector<OursAndBare> ours;
     std::vector<CRequest> peers;
     while (ours.size() < kPairs) {
       ours.emplace_back(files, base);
       peers.emplace_back(base);
     }
-    std::size_t oursTurn = 0;
-    std::size_t peersTurn = 0;
-    measurePair(
-        state,
-        [&] {
-          const OursAndBare& both = ours[oursTurn++ % kPairs];
-          NNData image = both.filled();
-          for (int i = 0; i < kRuns; ++i) benchmark::DoNotOptimize(both.runner->Run(&image));
-        },
-        [&] {
-          const CRequest& peer = peers[peersTurn++ % kPairs];
-          for (int i = 0; i < kRuns; ++i) peer.infer();
-        });
-    state.counters["ours_s"].value /= kRuns;
-    state.counters["peer_s"].value /= kRuns;
+    measureRuns(
+        state, ours, 1000, [&](std::size_t turn) -> auto& { return peers[turn]; });
   };
   benchmark::RegisterBenchmark("run_call/one_node/c_infer", measure)
       ->UseManualTime()
