@@ -103,9 +103,8 @@ constexpr bool kTransposes = kChannels > 2 && (HWY_TARGET == HWY_SSE4 || HWY_TAR
 
 /// How many pixels there have to be for loadPixels to give `kPixels` of them.
 template <typename T, std::size_t kChannels, std::size_t kPixels>
-constexpr std::size_t kLoadedRead = kPixels + (kTransposes<kChannels> && kChannels == 3
-                                                   ? (4 / sizeof(T) + 2) / 3
-                                                   : 0);
+constexpr std::size_t kLoadedRead =
+    kPixels + (kTransposes<kChannels> && kChannels == 3 && sizeof(T) == 1 ? 2 : 0);
 
 /// Likewise for `kRun` vectors of bytes, of each of which only kFloats pixels are used.
 template <std::size_t kChannels, std::size_t kRun>
@@ -148,10 +147,41 @@ HWY_INLINE Pixels<kChannels, hn::Vec<Tag>> transposePixels(Tag d, const hn::TFro
   return v;
 }
 
+#if HWY_TARGET == HWY_SSE4 || HWY_TARGET == HWY_AVX2
+/// In each block, two lanes of `a` and then two of `b`.
+template <int kFirst, int kSecond, int kThird, int kFourth>
+HWY_INLINE FloatVec pick(FloatVec a, FloatVec b) {
+  constexpr int kLanes = kFirst | kSecond << 2 | kThird << 4 | kFourth << 6;
+#if HWY_TARGET == HWY_SSE4
+  return FloatVec{_mm_shuffle_ps(a.raw, b.raw, kLanes)};
+#else
+  return FloatVec{_mm256_shuffle_ps(a.raw, b.raw, kLanes)};
+#endif
+}
+
+/// Three floats fill three blocks with four pixels, so that five steps take them apart.
+HWY_INLINE Pixels<3, FloatVec> pickPixels(const float* src) {
+  FloatVec blocks[3];
+  for (std::size_t i = 0; i < 3; ++i) {
+    const auto* const bytes = reinterpret_cast<const std::uint8_t*>(src + 4 * i);
+    blocks[i] = hn::BitCast(Floats(), loadBlocks(bytes, 48));
+  }
+  const FloatVec xy = pick<2, 3, 1, 2>(blocks[1], blocks[2]);
+  const FloatVec yz = pick<1, 2, 0, 1>(blocks[0], blocks[1]);
+  Pixels<3, FloatVec> v;
+  v.channel[0] = pick<0, 3, 0, 2>(blocks[0], xy);
+  v.channel[1] = pick<0, 2, 1, 3>(yz, xy);
+  v.channel[2] = pick<1, 3, 0, 3>(yz, blocks[2]);
+  return v;
+}
+#endif
+
 template <std::size_t kChannels, typename Tag>
 HWY_INLINE Pixels<kChannels, hn::Vec<Tag>> loadPixels(Tag d, const hn::TFromD<Tag>* src) {
   Pixels<kChannels, hn::Vec<Tag>> v;
-  if constexpr (kTransposes<kChannels>) {
+  if constexpr (kTransposes<kChannels> && kChannels == 3 && sizeof(*src) == 4) {
+    v = pickPixels(src);
+  } else if constexpr (kTransposes<kChannels>) {
     v = transposePixels<kChannels>(d, src);
   } else if constexpr (kChannels == 2) {
     hn::LoadInterleaved2(d, src, v.channel[0], v.channel[1]);
