@@ -4,17 +4,14 @@
 #include <atomic>
 #include <exception>
 #include <mutex>
-#include <thread>
-#include <vector>
 
 #include "platform/constant_time.h"
+#include "platform/helpers.h"
 
 namespace OMB {
 namespace {
 
-// What pays for the start of a thread, and how many of them memory can still serve.
-constexpr std::uint64_t kLeastSegments = 8;
-constexpr std::uint64_t kMostHelpers = 3;
+constexpr std::uint64_t kLeastSegments = 8;  // which pay for the start of a thread
 
 struct Differences {
   std::uint64_t count = 0;
@@ -100,28 +97,14 @@ Authenticity Comparison::result() const {
           inText ? text.first : weights.first};
 }
 
-std::uint64_t helpersFor(std::uint64_t segments) {
-  const std::uint64_t processors = std::max(1U, std::thread::hardware_concurrency());
-  return std::min({kMostHelpers, processors - 1, segments / kLeastSegments});
-}
-
 }  // namespace
 
 Authenticity comparePair(const TagHeader& header, const ModelBytes& pair, Tagger& tagger,
                          std::span<const unsigned char> key, const SegmentReader& read) {
   Comparison comparison(pair, read);
-  {
-    std::vector<std::jthread> helpers;
-    try {
-      helpers.reserve(kMostHelpers);
-      while (helpers.size() < helpersFor(comparison.segments())) {
-        helpers.emplace_back([&] { comparison.runBeside(key, header.salt); });
-      }
-    } catch (const std::exception&) {
-      // Those that there are will do.
-    }
-    comparison.run(tagger);
-  }
+  platform::runWithHelpers(
+      platform::helpersFor(static_cast<std::size_t>(comparison.segments() / kLeastSegments)),
+      [&] { comparison.runBeside(key, header.salt); }, [&] { comparison.run(tagger); });
   return comparison.result();
 }
 

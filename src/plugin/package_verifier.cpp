@@ -5,6 +5,7 @@
 #include <set>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include "plugin/path_text.h"
 #include "plugin/proven_files.h"
@@ -146,6 +147,12 @@ class Survey {
     }
   }
 
+  // Reads what is there, once all that is listed is known.
+  void readFiles() {
+    const std::vector<Covered> parts = files->prove(std::move(claims));
+    for (std::size_t i = 0; i < parts.size(); ++i) findings[claimed[i]].fault = faultOf(parts[i]);
+  }
+
   const std::shared_ptr<ProvenFiles> files;
 
  private:
@@ -160,17 +167,20 @@ class Survey {
              const std::vector<ExpectedDigest>& digests) {
     known.insert(place);
     known.insert(place.parent_path() / canonical(place).filename());
-    findings.push_back({nameOf(place), faultAt(place, library, digests)});
+    const EPackageFault fault = faultAt(place);
+    if (fault == EPackageFault::NONE) {
+      claims.push_back({place, library, digests});
+      claimed.push_back(findings.size());
+    }
+    findings.push_back({nameOf(place), fault});
   }
 
-  EPackageFault faultAt(const fs::path& place, const std::string& library,
-                        const std::vector<ExpectedDigest>& digests) {
+  static EPackageFault faultAt(const fs::path& place) {
     std::error_code none;
     const fs::file_status status = fs::status(place, none);
     if (!fs::exists(status)) return EPackageFault::MISSING;
     if (!fs::is_regular_file(status)) return EPackageFault::NOT_PLAIN;
-    if (leavesFolder(place)) return EPackageFault::LEAVES_FOLDER;
-    return faultOf(files->prove(place, library, digests));
+    return leavesFolder(place) ? EPackageFault::LEAVES_FOLDER : EPackageFault::NONE;
   }
 
   void doubt(const fs::path& place) {
@@ -188,6 +198,8 @@ class Survey {
   std::vector<PackageFinding>& findings;
   std::vector<PackageFinding>& warnings;
   std::set<fs::path> known;  // places that were looked at, or may be there
+  std::vector<ClaimedFile> claims;
+  std::vector<std::size_t> claimed;  // their places in the findings
 };
 
 }  // namespace
@@ -226,6 +238,7 @@ PackageVerifier::PackageVerifier(const std::string& folder, const Manifest& list
   Survey survey(folder, findings, warnings);
   for (const ManifestDependency& dependency : manifest.dependencies) survey.prove(dependency);
   for (const ManifestFile& file : manifest.files) survey.prove(file);
+  survey.readFiles();
   survey.requireListed(manifest.name);
   survey.lookForOthers(manifest.closed, besides);
   survey.lookForRights();

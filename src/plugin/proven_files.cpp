@@ -1,10 +1,14 @@
 #include "plugin/proven_files.h"
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
+#include <functional>
 #include <map>
+#include <new>
 #include <system_error>
 
+#include "platform/helpers.h"
 #include "plugin/path_text.h"
 #include "system/mapped_modules.h"
 
@@ -30,11 +34,10 @@ Covered coveredBy(system::OpenFile& file, const std::vector<ExpectedDigest>& dig
 
 }  // namespace
 
-ProvenFiles::Held::Held(const fs::path& path, const std::string& name,
-                        const std::vector<ExpectedDigest>& expected)
-    : place(textOf(path)),
-      library(name),
-      digests(expected),
+ProvenFiles::Held::Held(ClaimedFile claim)
+    : place(textOf(claim.place)),
+      library(std::move(claim.library)),
+      digests(std::move(claim.digests)),
       file(place, system::OpenFile::Others::kLockedOut),
       lastChange(file.lastChange()),
       isSettled(liesBack(lastChange)) {}
@@ -46,14 +49,48 @@ bool ProvenFiles::Held::isStillProven() const {
   return file.isAt(place) && coveredBy(again, digests) == Covered::kWhole;
 }
 
-Covered ProvenFiles::prove(const fs::path& place, const std::string& library,
-                           const std::vector<ExpectedDigest>& digests) {
-  Held& held = files.emplace_back(place, library, digests);
-  const Covered part = coveredBy(held.file, digests);
-  if (part != Covered::kWhole) files.pop_back();
-  std::error_code none;
-  for (const fs::path& file : {place, fs::canonical(place, none)}) names.insert(file.filename());
-  return part;
+std::vector<Covered> ProvenFiles::prove(std::vector<ClaimedFile> claims) {
+  for (ClaimedFile& claim : claims) {
+    std::error_code none;
+    for (const fs::path& file : {claim.place, fs::canonical(claim.place, none)}) {
+      names.insert(file.filename());
+    }
+    files.emplace_back(std::move(claim));
+  }
+  readAll();
+  std::vector<Covered> parts;
+  for (const Held& held : files) parts.push_back(held.part);
+  files.remove_if([](const Held& held) { return held.part != Covered::kWhole; });
+  return parts;
+}
+
+// The largest first, as one that is begun last keeps everybody waiting.
+void ProvenFiles::readAll() {
+  std::vector<Held*> queue;
+  std::int64_t bytes = 0;
+  for (Held& held : files) {
+    queue.push_back(&held);
+    bytes += std::max<std::int64_t>(held.file.size(), 0);
+  }
+  std::ranges::stable_sort(queue, std::greater(),
+                           [](const Held* held) { return held->file.size(); });
+  std::atomic<std::size_t> next = 0;
+  const auto read = [&] {
+    for (std::size_t i; (i = next++) < queue.size();) {
+      queue[i]->part = coveredBy(queue[i]->file, queue[i]->digests);
+    }
+  };
+  const auto help = [&] {
+    try {
+      read();
+    } catch (const std::bad_alloc&) {
+      // What it had begun stays unread, and is no proof.
+    }
+  };
+  constexpr std::int64_t kLeastBytes = std::int64_t{4}
+                                       << 20;  // which pay for the start of a thread
+  const auto most = std::min(queue.size(), static_cast<std::size_t>(bytes / kLeastBytes));
+  platform::runWithHelpers(platform::helpersFor(most), help, read);
 }
 
 std::string ProvenFiles::firstChanged() const {

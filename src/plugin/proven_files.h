@@ -2,8 +2,8 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <filesystem>
+#include <list>
 #include <set>
 #include <string>
 #include <vector>
@@ -14,16 +14,23 @@
 
 namespace OMB {
 
+/// A plain file, the name by which it is loaded (empty if it is no library), and the digests of
+/// which one is to be its own.
+struct ClaimedFile {
+  std::filesystem::path place;
+  std::string library;
+  std::vector<ExpectedDigest> digests;
+};
+
 /// Threads: added to by one; afterwards only read, by any.
 class ProvenFiles {
  public:
   /// Those of the package in this folder.
   explicit ProvenFiles(std::filesystem::path root) : folder(std::move(root)) {}
 
-  /// Reads a plain file, and holds it if all of it is proven. `library` is the name by which it is
-  /// loaded, empty if it is none.
-  Covered prove(const std::filesystem::path& place, const std::string& library,
-                const std::vector<ExpectedDigest>& digests);
+  /// Reads the files, some at a time, and holds those that are proven as a whole. Once. Returns in
+  /// their order how much of each is proven.
+  std::vector<Covered> prove(std::vector<ClaimedFile> claims);
 
   /// The place of the first file that is no longer what it was, or where it was; empty for none.
   std::string firstChanged() const;
@@ -39,8 +46,7 @@ class ProvenFiles {
 
  private:
   struct Held {
-    Held(const std::filesystem::path& file, const std::string& name,
-         const std::vector<ExpectedDigest>& expected);
+    explicit Held(ClaimedFile claim);
     bool isUnchanged() const { return isSettled && file.lastChange() == lastChange; }
     bool isStillProven() const;
 
@@ -48,11 +54,14 @@ class ProvenFiles {
     std::string library;
     std::vector<ExpectedDigest> digests;
     system::OpenFile file;
+    Covered part = Covered::kUnread;
     std::int64_t lastChange;
     bool isSettled;
   };
 
-  std::deque<Held> files;                 // which do not move
+  void readAll();
+
+  std::list<Held> files;
   std::set<std::filesystem::path> names;  // of those in the folder, and what they lead to
 };
 

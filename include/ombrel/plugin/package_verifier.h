@@ -53,7 +53,8 @@ struct PackageFinding {
 /// Threads: one object is used by one thread at a time; nothing is shared between objects.
 class OMBREL_API PackageVerifier {
  public:
-  /// Looks at everything, whatever it finds. `folder` is that of pluginFolder, and `besides` names
+  /// Looks at everything, whatever it finds; where there is much to read, up to three other threads
+  /// help until it returns. `folder` is that of pluginFolder, and `besides` names
   /// what may lie in a closed folder without a digest, as the manifest itself. All names are UTF-8
   /// or the system's own bytes. Throws std::bad_alloc.
   PackageVerifier(const std::string& folder, const Manifest& manifest,
