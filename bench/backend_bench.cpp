@@ -2,7 +2,6 @@
 // SUBJECT/CASE/PEER.
 //
 //   backend_bench --demo FOLDER [--benchmark_...]
-//   backend_bench --once BASE DATAPATH STORED   answers once; STORED is empty for compiling
 #include <cstring>
 #include <fstream>
 #include <functional>
@@ -11,9 +10,7 @@
 #include <random>
 #include <stdexcept>
 #include <string>
-#include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -24,7 +21,6 @@
 #include <openvino/openvino.hpp>
 
 #include "ombrel/image/transform_image.h"
-#include "ombrel/model/nn_compilation.h"
 #include "ombrel/model/nn_siblings.h"
 
 #include "build_constants.h"
@@ -32,7 +28,6 @@
 #include "paired.h"
 #include "program.h"
 #include "runner_input.h"
-#include "seal_command.h"
 #include "workspace.h"
 
 namespace OMB::bench {
@@ -79,49 +74,6 @@ void registerSiblings(const Workspace& files, const std::string& classifier) {
   benchmark::RegisterBenchmark("create_sibling/classifier/create_runner", measure)
       ->UseManualTime()
       ->Iterations(25);
-}
-
-// From the pair to the first answer, as a process has it that does nothing else.
-int answerOnce(const std::string& classifier, const std::string& dataPath, const char* stored) {
-  const auto model = create(classifier, true, dataPath);
-  auto& compilation = dynamic_cast<INNCompilation&>(*model);
-  if (*stored != 0 && !compilation.UseCompilation(stored, kKey, sizeof(kKey))) return 1;
-  const std::unique_ptr<INNRunner> runner(model->CreateRunner());
-  NNData filled(runner->GetInputBuffer(), 1, 1, 1, ImageUtils::ELayoutType::CHW, EDataType::FP32,
-                true);
-  return runner->Run(&filled) == nullptr ? 1 : 0;
-}
-
-void answerInProcess(const std::string& classifier, const std::string& dataPath,
-                     const std::string& stored) {
-  const pid_t child = fork();
-  if (child == 0) {
-    execl("/proc/self/exe", "backend_bench", "--once", classifier.c_str(), dataPath.c_str(),
-          stored.c_str(), nullptr);
-    _exit(1);
-  }
-  int status = 0;
-  waitpid(child, &status, 0);
-  if (status != 0) throw std::runtime_error("an answer in a process of its own failed");
-}
-
-// The first answer of a process with a stored compilation beside one that compiles.
-void registerStored(const Workspace& files, const std::string& classifier) {
-  const auto measure = [=, &files](benchmark::State& state) {
-    const std::string sealed = files.base("sealed"), stored = files.base("stored");
-    tool::sealPair(classifier, sealed, ByteVector(kKey, kKey + sizeof(kKey)));
-    const auto model = create(sealed, true, files.dataPath());
-    if (!dynamic_cast<INNCompilation&>(*model).StoreCompilation(stored.c_str(), kKey,
-                                                                sizeof(kKey))) {
-      throw std::runtime_error("the compilation was not stored");
-    }
-    measurePair(
-        state, [&] { answerInProcess(sealed, files.dataPath(), stored); },
-        [&] { answerInProcess(sealed, files.dataPath(), ""); });
-  };
-  benchmark::RegisterBenchmark("first_answer/classifier_stored/compiled", measure)
-      ->UseManualTime()
-      ->Iterations(15);
 }
 
 // A runner, and a request of the engine's own over a network compiled like the runner's.
@@ -369,9 +321,6 @@ void writeTinyModel(const std::string& base) {
 }
 
 int main(Arguments arguments) {
-  if (arguments.size() == 5 && std::string(arguments[1]) == "--once") {
-    return answerOnce(arguments[2], arguments[3], arguments[4]);
-  }
   if (arguments.size() < 3 || std::string(arguments[1]) != "--demo") {
     std::cerr << "usage: backend_bench --demo FOLDER [--benchmark_...]\n";
     return 2;
@@ -382,7 +331,6 @@ int main(Arguments arguments) {
   writeTinyModel(files.base("tiny"));
   registerRunnerConstruction(files, demo + "/classifier");
   registerSiblings(files, demo + "/classifier");
-  registerStored(files, demo + "/classifier");
   registerFilledRun(files, demo + "/classifier", "classifier", 1, 300);
   registerFilledRun(files, files.base("tiny"), "one_node", 1000, 100);
   registerCall(files, files.base("tiny"));

@@ -35,15 +35,28 @@ std::pair<double, double> medianInterval(std::vector<double> values) {
 
 }  // namespace
 
+void PairedTimes::add(double ourSeconds, double peerSeconds) {
+  ours.push_back(ourSeconds);
+  peers.push_back(peerSeconds);
+  ratios.push_back(ourSeconds / peerSeconds);
+}
+
+void PairedTimes::report(benchmark::State& state) const {
+  const auto [low, high] = medianInterval(ratios);
+  state.counters["ours_s"] = median(ours);
+  state.counters["peer_s"] = median(peers);
+  state.counters["ratio"] = median(ratios);
+  state.counters["ratio_low"] = low;
+  state.counters["ratio_high"] = high;
+}
+
 void measurePair(benchmark::State& state, const Work& ours, const Work& peer, const Work& before) {
   // Neither pays for what first calls do: it takes some until large blocks come from warm memory.
   for (int i = 0; i < 8; ++i) {
     ours();
     peer();
   }
-  std::vector<double> oursSeconds;
-  std::vector<double> peerSeconds;
-  std::vector<double> ratios;
+  PairedTimes times;
   bool oursFirst = false;
   for (auto iteration : state) {
     (void)iteration;
@@ -53,17 +66,10 @@ void measurePair(benchmark::State& state, const Work& ours, const Work& peer, co
     before();
     double second = oursFirst ? secondsOf(peer) : secondsOf(ours);
     if (!oursFirst) std::swap(first, second);
-    oursSeconds.push_back(first);
-    peerSeconds.push_back(second);
-    ratios.push_back(first / second);
+    times.add(first, second);
     state.SetIterationTime(first + second);
   }
-  const auto [low, high] = medianInterval(ratios);
-  state.counters["ours_s"] = median(oursSeconds);
-  state.counters["peer_s"] = median(peerSeconds);
-  state.counters["ratio"] = median(ratios);
-  state.counters["ratio_low"] = low;
-  state.counters["ratio_high"] = high;
+  times.report(state);
 }
 
 void measureLimit(benchmark::State& state, const Work& call) {

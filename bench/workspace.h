@@ -7,9 +7,9 @@
 
 #include "ombrel/model/nn_model.h"
 
-namespace OMB::bench {
+#include "sealing_key.h"
 
-inline constexpr unsigned char kKey[16] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
+namespace OMB::bench {
 
 /// The files that the benchmarks work on, removed at the end.
 class Workspace {
