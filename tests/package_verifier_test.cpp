@@ -81,6 +81,21 @@ TEST(PackageVerifier, AcceptsWhatIsListed) {
   EXPECT_THAT(package.faults(), IsEmpty());
 }
 
+TEST(PackageVerifier, TellsOfManyLargeFilesEachItsOwn) {
+  Package package;
+  Faults expected;
+  // Enough that other threads help, the largest neither first nor last.
+  for (const int i : {0, 1, 2, 3, 4, 5, 6, 7}) {
+    const std::string name = "data" + std::to_string(i);
+    package.write(name, std::string(static_cast<std::size_t>(i * 3 % 8 + 1) << 19, 'd'));
+    package.manifest.files.push_back({name, digestOf(package.place(name))});
+    if (i % 3 == 1) expected.push_back({name, CHANGED});
+  }
+  EXPECT_THAT(package.faults(), IsEmpty());
+  for (const PackageFinding& each : expected) package.write(each.name, std::string(1 << 20, 'e'));
+  EXPECT_EQ(package.faults(), expected);
+}
+
 TEST(PackageVerifier, TellsOfEachFileWhatIsWrong) {
   const std::string plug = "plug" SUFFIX;
   const struct {
