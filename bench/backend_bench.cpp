@@ -5,7 +5,6 @@
 #include <cstring>
 #include <fstream>
 #include <functional>
-#include <iostream>
 #include <memory>
 #include <random>
 #include <stdexcept>
@@ -321,12 +320,7 @@ void writeTinyModel(const std::string& base) {
 }
 
 int main(Arguments arguments) {
-  if (arguments.size() < 3 || std::string(arguments[1]) != "--demo") {
-    std::cerr << "usage: backend_bench --demo FOLDER [--benchmark_...]\n";
-    return 2;
-  }
-  const std::string demo = arguments[2];
-
+  const std::string demo = takeDemo(arguments);
   const Workspace files;
   writeTinyModel(files.base("tiny"));
   registerRunnerConstruction(files, demo + "/classifier");
@@ -338,7 +332,6 @@ int main(Arguments arguments) {
   registerPrecision(demo);
   for (const int count : {1, 2, 4}) registerThreads(files, demo + "/classifier", count);
 
-  arguments.erase(arguments.begin() + 1, arguments.begin() + 3);
   return runBenchmarks(std::move(arguments));
 }
 

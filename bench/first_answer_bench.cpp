@@ -4,7 +4,6 @@
 //   first_answer_bench --demo FOLDER [--benchmark_...]
 #include <array>
 #include <cstdio>
-#include <iostream>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -135,17 +134,13 @@ void registerStored(const Workspace& files, const std::string& sealed) {
 }
 
 int main(Arguments arguments) {
-  if (arguments.size() < 3 || std::string(arguments[1]) != "--demo") {
-    std::cerr << "usage: first_answer_bench --demo FOLDER [--benchmark_...]\n";
-    return 2;
-  }
+  const std::string demo = takeDemo(arguments);
   const Workspace files;
-  const std::string clear = std::string(arguments[2]) + "/classifier";
+  const std::string clear = demo + "/classifier";
   const std::string sealed = files.base("sealed");
   tool::sealPair(clear, sealed, ByteVector(kKey, kKey + sizeof(kKey)));
   registerSteps(sealed, clear);
   registerStored(files, sealed);
-  arguments.erase(arguments.begin() + 1, arguments.begin() + 3);
   return runBenchmarks(std::move(arguments));
 }
 

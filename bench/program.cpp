@@ -2,6 +2,8 @@
 
 #include <exception>
 #include <iostream>
+#include <stdexcept>
+#include <string_view>
 
 #include <benchmark/benchmark.h>
 
@@ -13,6 +15,15 @@ int runBenchmarks(Arguments arguments) {
   if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) return 1;
   benchmark::RunSpecifiedBenchmarks();
   return 0;
+}
+
+std::string takeDemo(Arguments& arguments) {
+  if (arguments.size() < 3 || std::string_view(arguments[1]) != "--demo") {
+    throw std::invalid_argument("usage: --demo FOLDER [--benchmark_...]");
+  }
+  std::string folder = arguments[2];
+  arguments.erase(arguments.begin() + 1, arguments.begin() + 3);
+  return folder;
 }
 
 int guarded(int count, char** arguments, int (*program)(Arguments)) {
