@@ -12,6 +12,7 @@ make_root() {
   if [[ ! -f $base/.complete ]]; then
     step "Making a bare $1 in $base"
     rm -rf "$base"
+    mkdir -p build/bare
     quietly debootstrap --variant=minbase "$1" "$base"
     touch "$base/.complete"
   fi
