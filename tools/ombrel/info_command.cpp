@@ -91,7 +91,7 @@ nlohmann::ordered_json toJson(const Tensors& tensors, bool areInputs) {
   return list;
 }
 
-void printJson(const Facts& facts, const std::string& base) {
+void printFactsAsJson(const Facts& facts, const std::string& base) {
   nlohmann::ordered_json object = {{"model", base},      {"sealed", facts.sealed},
                                    {"tags", facts.tags}, {"output_size", facts.outputSize},
                                    {"inputs", nullptr},  {"outputs", nullptr}};
@@ -119,7 +119,7 @@ Facts gather(ModelOptions& options) {
 
 ExitCode infoCommand(InfoOptions& options) {
   const Facts facts = gather(options.model);
-  (options.json ? printJson : printText)(facts, options.model.modelBase);
+  (options.json ? printFactsAsJson : printText)(facts, options.model.modelBase);
   return ExitCode::Success;
 }
 
