@@ -23,6 +23,10 @@ if(NOT WIN32)
 endif()
 
 if(NOT CMAKE_CROSSCOMPILING AND NOT CMAKE_TOOLCHAIN_FILE)  # the host is built by the compiler as it is
+  add_test(NAME Package.ServesACaptureLoop COMMAND ${CMAKE_COMMAND} -DPROGRAM=${work}/host/capture
+    "-DBACKEND=${work}/moved away/lib/ombrel" -DDEMO=${OMBREL_DEMO_DATA} -P ${CMAKE_CURRENT_LIST_DIR}/capture_test.cmake)
+  set_tests_properties(Package.ServesACaptureLoop PROPERTIES FIXTURES_REQUIRED installation
+    SKIP_REGULAR_EXPRESSION "Skipped: ")
   find_program(OMBREL_PKG_CONFIG NAMES pkgconf pkg-config)
   add_test(NAME Package.ComesInTwoComponents COMMAND ${CMAKE_COMMAND} -DBUILD=${PROJECT_BINARY_DIR}
     "-DPACKAGE=${work}/moved away" -DHOST=${CMAKE_CURRENT_LIST_DIR}/subproject/main.cpp

@@ -25,6 +25,9 @@ else()
   file(RENAME ${WORK}/installed ${package})
   set(options -DCMAKE_CXX_COMPILER=${COMPILER})
 endif()
+if(TOOLCHAIN)  # what this system has is for no other
+  list(APPEND options -DCMAKE_DISABLE_FIND_PACKAGE_OpenCV=ON)
+endif()
 run(${CMAKE_COMMAND} -S ${EXAMPLES} -B ${WORK}/host -G Ninja ${options} -DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN}
     "-DCMAKE_PREFIX_PATH=${package}")
 run(${CMAKE_COMMAND} --build ${WORK}/host)

