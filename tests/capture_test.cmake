@@ -9,9 +9,9 @@ endif()
 execute_process(COMMAND ${PROGRAM} ${BACKEND} ${DEMO}/classifier ${DEMO}/frames/frame_%02d.png
                 OUTPUT_VARIABLE output COMMAND_ECHO STDOUT COMMAND_ERROR_IS_FATAL ANY)
 message(STATUS "${output}")
-# Egyptian cat, espresso, tripod: with the channels in the wrong order it is others.
-if(NOT output MATCHES "frame 0: class 285, [0-9.]+\nframe 1: class 967, [0-9.]+\nframe 2: class 872, [0-9.]+\n$")
-  message(FATAL_ERROR "These are other classes")
+# Egyptian cat, espresso, tripod: with the channels in the wrong order the espresso is at 0.63.
+if(NOT output MATCHES "frame 0: class 285, [0-9.]+\nframe 1: class 967, 0.7[0-9]\nframe 2: class 872, [0-9.]+\n$")
+  message(FATAL_ERROR "That is not what the frames show")
 endif()
 execute_process(COMMAND ${PROGRAM} ${BACKEND} ${DEMO}/classifier ${DEMO}/no_such_film RESULT_VARIABLE status
                 ERROR_VARIABLE told OUTPUT_QUIET)
