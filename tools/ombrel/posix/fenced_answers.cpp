@@ -120,7 +120,8 @@ FencedAnswers::FencedAnswers(Question& question, const ImagesOfSize& read, doubl
     : FencedAnswers(seconds) {  // so that what is started here is ended by the destructor
   start(question, read);
   question.model.key.clear();
-  std::memcpy(&form, expect(Told::OutputForm, sizeof(form)).data(), sizeof(form));
+  std::memcpy(static_cast<void*>(&form), expect(Told::OutputForm, sizeof(form)).data(),
+              sizeof(form));
   const bool sane = form.size() >= 1 && form.size() <= INT32_MAX && form.image.width >= 1 &&
                     form.image.height >= 1;
   if (!sane) throw ToolError(ExitCode::Fence, kNoAnswer);
