@@ -80,11 +80,11 @@ class StepPairs {
  private:
   void measure() {
     for (int turn = -2; turn < kTurns; ++turn) {
-      const bool oursFirst = turn % 2 == 0;
       StepTimes ours, peers;
-      if (oursFirst) ours = answer(OMBREL_FIRST_ANSWER_HOST, {OMBREL_MANIFEST, sealed});
-      peers = answer(OMBREL_FIRST_ANSWER_ENGINE, {clear});
-      if (!oursFirst) ours = answer(OMBREL_FIRST_ANSWER_HOST, {OMBREL_MANIFEST, sealed});
+      for (const bool isOurs : {turn % 2 == 0, turn % 2 != 0}) {
+        if (isOurs) ours = answer(OMBREL_FIRST_ANSWER_HOST, {OMBREL_MANIFEST, sealed});
+        if (!isOurs) peers = answer(OMBREL_FIRST_ANSWER_ENGINE, {clear});
+      }
       for (std::size_t i = 0; turn >= 0 && i < pairs.size(); ++i) pairs[i].add(ours[i], peers[i]);
     }
   }

@@ -6,8 +6,8 @@
 
 namespace OMB::platform {
 
-/// How many threads help the calling one where `most` have enough to do: those that there are
-/// processors for, and three at most, as memory serves no more.
+/// How many threads are to help the calling one where `most` would have enough to do: no more than
+/// there are processors for, and three at most, since more would wait for the memory.
 std::size_t helpersFor(std::size_t most);
 
 /// Runs `help` on as many other threads and meanwhile `work` on this one, and returns when all are

@@ -54,9 +54,9 @@ struct PackageFinding {
 class OMBREL_API PackageVerifier {
  public:
   /// Looks at everything, whatever it finds; where there is much to read, up to three other threads
-  /// help until it returns. `folder` is that of pluginFolder, and `besides` names
-  /// what may lie in a closed folder without a digest, as the manifest itself. All names are UTF-8
-  /// or the system's own bytes. Throws std::bad_alloc.
+  /// help until it returns. `folder` is that of pluginFolder, and `besides` names what may lie in a
+  /// closed folder without a digest, as the manifest itself. All names are UTF-8 or the system's
+  /// own bytes. Throws std::bad_alloc.
   PackageVerifier(const std::string& folder, const Manifest& manifest,
                   const std::vector<std::string>& besides);
   ~PackageVerifier();
